@@ -1,20 +1,36 @@
 // How a thread of this library waits for another: it spins for a short bounded time, because an answer from another
 // processor mostly comes sooner than the system could put a thread to sleep and wake it, and sleeps only then.
-// For the files of this folder.
+// For the files of this folder and the workers of the reference host.
 #ifndef IOCACHE_PLATFORM_WAITING_H
 #define IOCACHE_PLATFORM_WAITING_H
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+
+#include <sched.h>
 
 namespace iocache::platform {
 
 // Bytes between two objects that different processors write, so that neither slows the other down.
 inline constexpr std::size_t cache_line_bytes = 64;
 
-// True when the process may run on more than one processor; with one, spinning only keeps the other thread from it.
-bool spinning_helps();
+// How many processors the process may run on, as far as a cpu_set_t can tell.
+inline std::int32_t usable_processors()
+{
+    cpu_set_t allowed;
+    CPU_ZERO(&allowed);
+    // A machine with more processors than the set can hold makes the call fail.
+    return sched_getaffinity(0, sizeof allowed, &allowed) == 0 ? CPU_COUNT(&allowed) : CPU_SETSIZE;
+}
+
+// True when there is more than one of them; with one, a spinning thread only keeps the other from it.
+inline bool spinning_helps()
+{
+    static const bool helps = usable_processors() > 1;
+    return helps;
+}
 
 // Tells the processor that this is a spinning loop.
 inline void pause_processor()
