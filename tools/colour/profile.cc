@@ -1,0 +1,143 @@
+// Profiles and transforms, on top of lcms2.
+#include "tools/colour/profile.h"
+
+#include <array>
+#include <cstdio>
+
+#include "tools/failure.h"
+#include "tools/file.h"
+
+namespace iocache::tools {
+
+namespace {
+
+// Larger than any profile in use; what is larger is not one.
+constexpr std::size_t largest_profile = std::size_t{64} << 20;
+
+cmsColorSpaceSignature signature_of(colour_model model)
+{
+    switch (model) {
+        case colour_model::grey:
+            return cmsSigGrayData;
+        case colour_model::rgb:
+            return cmsSigRgbData;
+        case colour_model::cmyk:
+            return cmsSigCmykData;
+    }
+    return cmsSigGrayData;
+}
+
+const char* name_of(colour_model model)
+{
+    switch (model) {
+        case colour_model::grey:
+            return "grey";
+        case colour_model::rgb:
+            return "RGB";
+        case colour_model::cmyk:
+            return "CMYK";
+    }
+    return "";
+}
+
+std::vector<std::uint8_t> read_whole(const std::string& path)
+{
+    const file_descriptor checked = open_for_reading(path);
+    if (static_cast<std::size_t>(file_bytes(checked, path)) > largest_profile) {
+        throw failure(exit_code::unsupported, path + ": not a colour profile");
+    }
+    const file_stream file = open_stream(path, "rbe");
+    std::vector<std::uint8_t> bytes;
+    std::array<std::uint8_t, 65536> piece{};
+    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file.get())) {
+        bytes.insert(bytes.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    if (std::ferror(file.get()) != 0) throw system_failure(path, "cannot read");
+    return bytes;
+}
+
+cmsHPROFILE open_bytes(const std::vector<std::uint8_t>& bytes)
+{
+    return bytes.empty() ? nullptr : cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
+}
+
+cmsUInt32Number number_of(rendering_intent intent)
+{
+    switch (intent) {
+        case rendering_intent::perceptual:
+            return INTENT_PERCEPTUAL;
+        case rendering_intent::relative:
+            return INTENT_RELATIVE_COLORIMETRIC;
+        case rendering_intent::saturation:
+            return INTENT_SATURATION;
+        case rendering_intent::absolute:
+            return INTENT_ABSOLUTE_COLORIMETRIC;
+    }
+    return INTENT_PERCEPTUAL;
+}
+
+}  // namespace
+
+colour_profile::colour_profile(cmsHPROFILE handle, std::vector<std::uint8_t> bytes)
+    : handle_(handle),
+      bytes_(std::move(bytes))
+{
+    if (handle == nullptr) throw std::bad_alloc();
+}
+
+colour_profile colour_profile::from_file(const std::string& path, colour_model model)
+{
+    auto profile = embedded(read_whole(path), model);
+    if (!profile) { throw failure(exit_code::unsupported, path + ": not a colour profile for " + name_of(model)); }
+    return std::move(*profile);
+}
+
+std::unique_ptr<colour_profile> colour_profile::embedded(std::vector<std::uint8_t> bytes, colour_model model)
+{
+    const cmsHPROFILE handle = open_bytes(bytes);
+    if (handle == nullptr) return nullptr;
+    colour_profile profile(handle, std::move(bytes));
+    if (cmsGetColorSpace(profile.handle()) != signature_of(model)) return nullptr;
+    return std::make_unique<colour_profile>(std::move(profile));
+}
+
+colour_profile colour_profile::srgb()
+{
+    return {cmsCreate_sRGBProfile(), {}};
+}
+
+colour_profile colour_profile::grey()
+{
+    constexpr cmsFloat64Number gamma = 2.2;
+    const std::unique_ptr<cmsToneCurve, decltype(&cmsFreeToneCurve)> curve(cmsBuildGamma(nullptr, gamma),
+                                                                           &cmsFreeToneCurve);
+    if (!curve) throw std::bad_alloc();
+    return {cmsCreateGrayProfile(cmsD50_xyY(), curve.get()), {}};
+}
+
+colour_transform::colour_transform(cmsHTRANSFORM handle) : handle_(handle)
+{
+    if (handle == nullptr) {
+        throw failure(exit_code::unsupported, "the colours cannot be converted with these profiles");
+    }
+}
+
+colour_transform::colour_transform(const colour_profile& source, std::uint32_t source_format,
+                                   const colour_profile& target, std::uint32_t target_format, rendering_intent intent)
+    : colour_transform(cmsCreateTransform(source.handle(), source_format, target.handle(), target_format,
+                                          number_of(intent),
+                                          intent == rendering_intent::relative ? cmsFLAGS_BLACKPOINTCOMPENSATION : 0))
+{}
+
+colour_transform colour_transform::layout_only(std::uint32_t source_format, std::uint32_t target_format)
+{
+    return colour_transform(
+        cmsCreateTransform(nullptr, source_format, nullptr, target_format, INTENT_PERCEPTUAL, cmsFLAGS_NULLTRANSFORM));
+}
+
+void colour_transform::apply(const void* source, void* target, std::size_t pixels) const
+{
+    cmsDoTransform(handle_.get(), source, target, static_cast<cmsUInt32Number>(pixels));
+}
+
+}  // namespace iocache::tools

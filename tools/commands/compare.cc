@@ -1,0 +1,151 @@
+// iocache compare: does a canvas hold what importing an image would make of it?
+#include <cstring>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "tools/canvas/open_canvas.h"
+#include "tools/canvas/session.h"
+#include "tools/colour/converter.h"
+#include "tools/commands/commands.h"
+#include "tools/commands/options.h"
+#include "tools/file.h"
+#include "tools/images/image_source.h"
+#include "tools/pipeline/image_pipeline.h"
+#include "tools/pipeline/orientation.h"
+#include "tools/progress.h"
+#include "tools/statistics.h"
+
+namespace iocache::tools {
+
+namespace {
+
+struct compare_options {
+    std::string canvas;
+    std::string image;
+    std::vector<rectangle> exceptions;
+    colour_options colour;
+    reading_options reading;
+    run_options run;
+};
+
+std::string pixel_text(const canvas_block& block, std::size_t pixel)
+{
+    const std::size_t bytes = block.colour.size() / block.place.pixels();
+    std::string text =
+        fmt::format("{}", fmt::join(block.colour.begin() + static_cast<std::ptrdiff_t>(pixel * bytes),
+                                    block.colour.begin() + static_cast<std::ptrdiff_t>((pixel + 1) * bytes), " "));
+    if (!block.alpha.empty()) text += fmt::format(" alpha {}", block.alpha[pixel]);
+    return text;
+}
+
+// Compares blocks and remembers the first difference in reading order, whatever order they come in.
+class difference_finder {
+public:
+    difference_finder(const open_canvas& canvas, const std::vector<rectangle>& exceptions)
+        : canvas_(canvas),
+          exceptions_(exceptions),
+          origin_(canvas.bounds())
+    {}
+
+    void compare(const canvas_block& image)
+    {
+        stored_.place = image.place;
+        stored_.place.x += origin_.x;
+        stored_.place.y += origin_.y;
+        canvas_.read(stored_);
+        if (stored_.colour == image.colour && stored_.alpha == image.alpha) return;
+        const std::size_t bytes = colour_bytes(canvas_.kind());
+        for (std::size_t pixel = 0; pixel < image.place.pixels(); ++pixel) {
+            const bool same = std::memcmp(&stored_.colour[pixel * bytes], &image.colour[pixel * bytes], bytes) == 0 &&
+                              (image.alpha.empty() || stored_.alpha[pixel] == image.alpha[pixel]);
+            if (!same) note(image, pixel);
+        }
+    }
+
+    [[nodiscard]] std::int64_t count() const { return count_; }
+    [[nodiscard]] const std::string& first() const { return first_text_; }
+
+private:
+    const open_canvas& canvas_;
+    const std::vector<rectangle>& exceptions_;
+    rectangle origin_;
+    canvas_block stored_;
+    std::int64_t count_ = 0;
+    std::int64_t first_x_ = 0;
+    std::int64_t first_y_ = 0;
+    std::string first_text_;
+
+    void note(const canvas_block& image, std::size_t pixel)
+    {
+        const auto width = static_cast<std::size_t>(image.place.width);
+        const std::int64_t x = stored_.place.x + static_cast<std::int64_t>(pixel % width);
+        const std::int64_t y = stored_.place.y + static_cast<std::int64_t>(pixel / width);
+        for (const rectangle& exception : exceptions_) {
+            if (exception.contains(x, y)) return;
+        }
+        ++count_;
+        if (count_ > 1 && (y > first_y_ || (y == first_y_ && x > first_x_))) return;
+        first_x_ = x;
+        first_y_ = y;
+        first_text_ = fmt::format("({}, {}): the canvas has {}, the image {}", x, y, pixel_text(stored_, pixel),
+                                  pixel_text(image, pixel));
+    }
+};
+
+exit_code run_compare(const compare_options& options)
+{
+    statistics costs(options.run.statistics);
+    const session running(options.run.session);
+    const open_canvas canvas = open_canvas::open(options.canvas);
+    const auto source = open_image(options.image, {folder_of(options.canvas), options.reading.polarity});
+    const image_description& image = source->description();
+    const picture_size size = turned(picture_size{image.width, image.height}, image.orientation);
+    const rectangle bounds = canvas.bounds();
+    if (bounds.width != size.width || bounds.height != size.height) {
+        fmt::print("different: the canvas is {} x {} pixels, the image {} x {}\n", bounds.width, bounds.height,
+                   size.width, size.height);
+        return exit_code::different;
+    }
+
+    const converter colours(image, canvas.kind(), colour_profile::from_file(options.colour.profile, colour_model::cmyk),
+                            options.colour.intent);
+    const bool fits = exchanges_sides(image.orientation) ? canvas.column_fits(running.cache_bytes())
+                                                         : canvas.row_fits(running.cache_bytes());
+    difference_finder differences(canvas, options.exceptions);
+    {
+        progress bar("compare", std::int64_t{size.width} * size.height);
+        run_pipeline(*source, colours, band_rows(image.width, canvas.kind(), fits), [&](const canvas_block& block) {
+            differences.compare(block);
+            bar.advance(static_cast<std::int64_t>(block.place.pixels()));
+        });
+    }
+    costs.note_cache(canvas, running);
+    const std::int64_t pixels = std::int64_t{size.width} * size.height;
+    if (differences.count() == 0) {
+        fmt::print("same: {} pixels\n", pixels);
+    } else {
+        fmt::print("different: {} of {} pixels; the first at {}\n", differences.count(), pixels, differences.first());
+    }
+    costs.print();
+    return differences.count() == 0 ? exit_code::done : exit_code::different;
+}
+
+}  // namespace
+
+void add_compare(CLI::App& app, action& chosen)
+{
+    const auto options = std::make_shared<compare_options>();
+    CLI::App* const command =
+        app.add_subcommand("compare", "Compare every byte of a canvas with what importing an image would give");
+    command->add_option("CANVAS", options->canvas, "The canvas")->required();
+    command->add_option("IMAGE", options->image, "The image")->required();
+    add_rectangles(*command, "--except", options->exceptions,
+                   "Leave a part of the canvas out; may be given several times");
+    options->colour.add_to(*command);
+    options->reading.add_to(*command);
+    options->run.add_to(*command);
+    command->callback([options, &chosen] { chosen = [options] { return run_compare(*options); }; });
+}
+
+}  // namespace iocache::tools

@@ -1,0 +1,78 @@
+// Thin wrappers around the system's calls.
+#include "tools/file.h"
+
+#include <cerrno>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include "tools/failure.h"
+
+namespace iocache::tools {
+
+file_stream open_stream(const std::string& path, const char* mode)
+{
+    file_stream stream(std::fopen(path.c_str(), mode));
+    if (!stream) throw system_failure(path, "cannot open");
+    return stream;
+}
+
+file_descriptor& file_descriptor::operator=(file_descriptor&& other) noexcept
+{
+    if (this != &other) {
+        close();
+        descriptor_ = other.descriptor_;
+        other.descriptor_ = -1;
+    }
+    return *this;
+}
+
+file_descriptor::~file_descriptor()
+{
+    close();
+}
+
+bool file_descriptor::close()
+{
+    const int descriptor = descriptor_;
+    descriptor_ = -1;
+    return descriptor < 0 || ::close(descriptor) == 0;
+}
+
+file_descriptor open_for_reading(const std::string& path)
+{
+    file_descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.get() < 0) throw system_failure(path, "cannot open");
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0) throw system_failure(path, "cannot read");
+    if (S_ISDIR(status.st_mode)) {
+        errno = EISDIR;
+        throw system_failure(path, "cannot open");
+    }
+    return file;
+}
+
+std::int64_t file_bytes(const file_descriptor& file, const std::string& path)
+{
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0) throw system_failure(path, "cannot read");
+    return status.st_size;
+}
+
+std::int64_t free_bytes(const std::string& path)
+{
+    struct statvfs system {};
+    if (statvfs(path.c_str(), &system) != 0) return -1;
+    return static_cast<std::int64_t>(system.f_bavail) * static_cast<std::int64_t>(system.f_frsize);
+}
+
+std::string folder_of(const std::string& path)
+{
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    return folder.empty() ? "." : folder.string();
+}
+
+}  // namespace iocache::tools

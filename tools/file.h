@@ -1,0 +1,50 @@
+// Files that close themselves, and folders of paths.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace iocache::tools {
+
+struct stream_closer {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using file_stream = std::unique_ptr<std::FILE, stream_closer>;
+
+// Opens a stream as fopen does; throws `failure` when it cannot.
+[[nodiscard]] file_stream open_stream(const std::string& path, const char* mode);
+
+// A descriptor that closes itself.
+class file_descriptor {
+public:
+    file_descriptor() = default;
+    explicit file_descriptor(int descriptor) : descriptor_(descriptor) {}
+    file_descriptor(file_descriptor&& other) noexcept : descriptor_(other.descriptor_) { other.descriptor_ = -1; }
+    file_descriptor& operator=(file_descriptor&& other) noexcept;
+    file_descriptor(const file_descriptor&) = delete;
+    file_descriptor& operator=(const file_descriptor&) = delete;
+    ~file_descriptor();
+
+    [[nodiscard]] int get() const { return descriptor_; }
+    // Closes now; false when the system reports that something was not written.
+    bool close();
+
+private:
+    int descriptor_ = -1;
+};
+
+// Opens for reading; throws `failure` when it cannot, also for a folder.
+[[nodiscard]] file_descriptor open_for_reading(const std::string& path);
+
+// The size of an open file in bytes.
+[[nodiscard]] std::int64_t file_bytes(const file_descriptor& file, const std::string& path);
+
+// Bytes that an ordinary user may still write to the file system of `path`, or -1 when it cannot be told.
+[[nodiscard]] std::int64_t free_bytes(const std::string& path);
+
+// The folder a path lies in; "." for a bare name.
+[[nodiscard]] std::string folder_of(const std::string& path);
+
+}  // namespace iocache::tools

@@ -1,0 +1,68 @@
+// What all kinds of image files share: telling them apart, and sizes.
+#include "tools/images/image_source.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <span>
+
+#include <fmt/format.h>
+
+#include "tools/failure.h"
+#include "tools/file.h"
+
+namespace iocache::tools {
+
+namespace {
+
+using signature = std::array<std::uint8_t, 8>;
+
+bool starts_with(const signature& file, std::initializer_list<std::uint8_t> bytes)
+{
+    return std::equal(bytes.begin(), bytes.end(), file.begin());
+}
+
+}  // namespace
+
+rectangle image_source::next_rows(std::int32_t first_row) const
+{
+    const std::size_t row_bytes = static_cast<std::size_t>(description_.width) * description_.layout.pixel_bytes();
+    const auto rows = static_cast<std::int32_t>(std::max<std::size_t>(1, block_bytes / row_bytes));
+    return {0, first_row, description_.width, std::min(rows, description_.height - first_row)};
+}
+
+void set_size(image_description& description, const std::string& path, std::uint64_t width, std::uint64_t height)
+{
+    if (width == 0 || height == 0) throw failure(exit_code::unsupported, path + ": the image is empty");
+    if (width > longest_side || height > longest_side) {
+        throw failure(
+            exit_code::no_room,
+            fmt::format("{}: would not fit: the image is {} x {} pixels, and a canvas has at most {} on a side", path,
+                        width, height, longest_side));
+    }
+    description.width = static_cast<std::int32_t>(width);
+    description.height = static_cast<std::int32_t>(height);
+}
+
+std::unique_ptr<image_source> open_image(const std::string& path, const open_image_options& options)
+{
+    signature bytes{};
+    {
+        const file_stream file = open_stream(path, "rbe");
+        // A shorter file leaves zeros, which no signature ends in.
+        if (std::fread(bytes.data(), 1, bytes.size(), file.get()) == 0 && std::ferror(file.get()) != 0) {
+            throw system_failure(path, "cannot read");
+        }
+    }
+    if (starts_with(bytes, {0xFF, 0xD8, 0xFF})) return open_jpeg(path, options);
+    if (starts_with(bytes, {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'})) return open_png(path, options);
+    // Classic TIFF is 42, BigTIFF 43, in the byte order that the first two letters name.
+    if (starts_with(bytes, {'I', 'I', 42, 0}) || starts_with(bytes, {'I', 'I', 43, 0}) ||
+        starts_with(bytes, {'M', 'M', 0, 42}) || starts_with(bytes, {'M', 'M', 0, 43})) {
+        return open_tiff(path);
+    }
+    throw failure(exit_code::unsupported, path + ": not a TIFF, JPEG or PNG image");
+}
+
+}  // namespace iocache::tools

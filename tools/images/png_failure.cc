@@ -1,0 +1,15 @@
+// libpng's error callback.
+#include "tools/images/png_failure.h"
+
+#include <cstring>
+
+namespace iocache::tools {
+
+void png_failure::leave(png_structp png, png_const_charp text)
+{
+    auto* const self = static_cast<png_failure*>(png_get_error_ptr(png));
+    std::strncpy(self->text_, text, longest_text - 1);
+    std::longjmp(self->jump_, 1);
+}
+
+}  // namespace iocache::tools

@@ -1,0 +1,69 @@
+// The `iocache` command: images in, canvases, images out. Everything that can go wrong ends here, as
+// one line on standard error and an exit code.
+#include <cstdio>
+#include <exception>
+#include <new>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "tools/commands/commands.h"
+#include "tools/failure.h"
+#include "tools/interrupt.h"
+
+namespace {
+
+using namespace iocache::tools;
+
+constexpr const char* exit_codes = "Exit codes: 0 done (compare: same), 1 different (compare), 2 usage, "
+                                   "3 cannot read or write,\n4 not a canvas or not supported, 5 would not fit.";
+
+int tell(exit_code code, const std::string& message)
+{
+    fmt::print(stderr, "iocache: {}\n", message);
+    return static_cast<int>(code);
+}
+
+int run(const action& chosen)
+{
+    note_interrupts();
+    int result = 0;
+    try {
+        result = static_cast<int>(chosen());
+    } catch (const interrupted& stop) {
+        std::fflush(nullptr);
+        end_by_signal(stop.signal);
+    } catch (const failure& problem) {
+        return tell(problem.code(), problem.what());
+    } catch (const CLI::Error& problem) {  // found out only once a canvas was open
+        return tell(exit_code::usage, problem.what());
+    } catch (const std::bad_alloc&) {
+        return tell(exit_code::no_room, "would not fit: there is not enough memory");
+    } catch (const std::exception& problem) {
+        return tell(exit_code::not_readable, problem.what());
+    }
+    if (std::fflush(stdout) != 0) return tell(exit_code::not_readable, "cannot write to standard output");
+    return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app{"Pictures and masks far larger than memory, in canvas files"};
+    app.name("iocache");
+    app.set_version_flag("--version", std::string("iocache ") + IOCACHE_TOOL_VERSION);
+    app.require_subcommand(1);
+    app.footer(exit_codes);
+    action chosen;
+    add_import(app, chosen);
+    add_export(app, chosen);
+    add_info(app, chosen);
+    add_compare(app, chosen);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& problem) {
+        return app.exit(problem) == 0 ? 0 : static_cast<int>(exit_code::usage);
+    }
+    return run(chosen);
+}
