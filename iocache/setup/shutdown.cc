@@ -1,0 +1,72 @@
+// The two ways out: the orderly one, which writes everything back, and the quick one, which writes nothing.
+// Called by the host's main thread, after all other use.
+
+#include <unistd.h>
+
+#include <atomic>
+#include <span>
+
+#include "iocache/platform/platform.h"
+#include "iocache/setup/setup.h"
+#include "iocache/setup/tile_access.h"
+
+namespace {
+
+using namespace iocache::setup;
+
+// So that no close is refused because of a zoom canvas that is still open.
+void untie_every_canvas()
+{
+    for (cv_canvas* const record : std::span(canvastable)) {
+        if (record == nullptr) continue;
+        record->zoom_child = nullptr;
+        record->link_a = nullptr;
+        record->link_b = nullptr;
+        record->open_zooms = 0;
+        record->is_zoom = nullptr;
+    }
+}
+
+void remove_arena(locks_to_free which)
+{
+    free_arena_objects(which);
+    unlink(cv_tile_sema_file);
+}
+
+}  // namespace
+
+// The thread is joined before anything it uses is freed.
+void iocache::setup::stop_cache_process()
+{
+    if (cv_access_process == 1 || cv_tile_access_sema == nullptr) return;
+    std::atomic_ref(cv_tile_access_exit_flag).store(1);
+    usvsema(cv_tile_access_sema);
+    platform_join(cache_process_id);
+    cache_process_id = 0;
+}
+
+void cv_kill_tile_access(void)
+{
+    if (cv_tile_access_switch == 0) return;
+    untie_every_canvas();
+    canvas_close_all();
+    stop_cache_process();
+    remove_arena(locks_to_free::all);
+    end_log();
+}
+
+void cv_master_exit(void)
+{
+    cv_kill_tile_access();
+    MP_free_lock(cnt_lock);
+    MP_exit();
+}
+
+// The cut lock stays, as meant: a client may still be inside it when the host leaves in a hurry.
+void cv_master_exit_quit(void)
+{
+    stop_cache_process();
+    remove_arena(locks_to_free::all_but_cut_lock);
+    MP_free_lock(cnt_lock);
+    MP_exit();
+}
