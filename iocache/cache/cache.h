@@ -1,0 +1,67 @@
+// The tile cache: tiles of all canvases in memory, one LRU list, one cache process that fetches, evicts and writes.
+//
+// Two sides. The client looks tiles up and uses their buffers; everything else (fetch, eviction, write-back, flushes,
+// read-ahead, pre-write) runs on the cache side: in the cache process, or in the caller in in-line mode. While a
+// client waits for a request the cache side owns parg and every record the request names; a client that is not
+// waiting owns parg, and the cache side works on tiles only.
+//
+// Locks, in this order (each may be taken inside the one before it, never the other way round):
+//   cv_tile_access_cut_lock   clients that use parg for single pixels
+//   cv_tile_access_lock       LRU list, tile_cache and tile_flags of every canvas, locked and dirty of every tile.
+//                             Never held across a file transfer, a zone call or a message.
+//   cv_tile_access_ask_lock   a victim's entry in its canvas's tile_cache
+#pragma once
+
+#include <cstdint>
+
+#include <iocache/iocache.h>
+
+#include "iocache/platform/platform.h"
+
+namespace iocache::cache {
+
+// Proof that cv_tile_access_lock is held.
+class tile_access_guard {
+public:
+    tile_access_guard() { _lock(cv_tile_access_lock); }
+    ~tile_access_guard() { _ulock(cv_tile_access_lock); }
+    tile_access_guard(const tile_access_guard&) = delete;
+    tile_access_guard& operator=(const tile_access_guard&) = delete;
+};
+
+// The client is done with the buffer; its writes are seen by whoever finds the tile unlocked.
+void release_tile(cv_tile* tile);
+
+// One opcode-1 request of the client, in slot 0 of parg: asks, hands out, releases.
+//   tile_visit visit(number, x_end, y_end, writing);
+//   if (!visit.at(x, y)) return -255;        // refused or failed; nothing is held
+//   ... visit.request().pixel ...            // until the next at() or the end of scope
+class tile_visit {
+public:
+    tile_visit(int32_t canvas, int32_t x_end, int32_t y_end, bool writing);
+    ~tile_visit() { release(); }
+    tile_visit(const tile_visit&) = delete;
+    tile_visit& operator=(const tile_visit&) = delete;
+
+    bool at(int32_t x, int32_t y);
+    const cv_tile_request& request() const { return parg.req[0]; }
+
+private:
+    void release();
+
+    bool holds_ = false;
+};
+
+// Reads one pixel straight out of memory, without a lock. False when its tile is not there, or left meanwhile; then
+// value and alpha may hold anything.
+bool peek_pixel(cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, uint8_t& alpha);
+
+// Close: no tile in memory, and no read-ahead hint, names this canvas afterwards; unwritten changes are gone.
+// The cache process must be waiting or have ended.
+void detach_tiles(cv_canvas& canvas);
+
+// Start of the library: no tile in memory, no request under way.
+void forget_all_tiles();
+void forget_posted_requests();
+
+}  // namespace iocache::cache
