@@ -22,8 +22,9 @@ enum class claim { always, unless_locked };
 // Clean before the write, so that a change made meanwhile makes it dirty again. False when there is nothing to write.
 bool claim_for_writing(cv_tile& tile, claim when)
 {
-    if (dirty(tile).load(std::memory_order_relaxed) != 1 || tile.canvas == nullptr) return false;
+    if (dirty(tile).load(std::memory_order_relaxed) != 1) return false;
     const tile_access_guard held;
+    if (tile.canvas == nullptr) return false;
     if (when == claim::unless_locked && locked(tile).load(std::memory_order_acquire) != 0) return false;
     dirty(tile).store(0, std::memory_order_relaxed);
     entry_of(tile).writing = true;

@@ -41,6 +41,9 @@ void forget_all_canvases();
 // No other record nor current-canvas global names this record afterwards.
 void forget_links_to(const cv_canvas& record);
 
+// Frees an open canvas and leaves its file exactly as it is.
+void let_go(cv_canvas& record);
+
 // What a canvas is asked to be, or what a header says it is.
 struct extent {
     int32_t x_min, y_min, x_max, y_max, x_offset, y_offset;

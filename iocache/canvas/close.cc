@@ -93,7 +93,22 @@ void close_unsaved(cv_canvas& record)
     start_all_processes();
 }
 
+void forget(cv_canvas* record)
+{
+    canvastable[record->index] = nullptr;
+    forget_links_to(*record);
+    release_record(record);
+}
+
 }  // namespace
+
+void iocache::canvas::let_go(cv_canvas& record)
+{
+    cv_delete_tiles(record.index);
+    cache::detach_tiles(record);
+    canvas_close_file(record.index);
+    forget(&record);
+}
 
 int32_t canvas_close(int32_t canvas)
 {
@@ -116,9 +131,7 @@ int32_t canvas_close(int32_t canvas)
     } else {
         close_unsaved(*record);
     }
-    canvastable[canvas] = nullptr;
-    forget_links_to(*record);
-    release_record(record);
+    forget(record);
     return 0;
 }
 

@@ -68,7 +68,9 @@ int32_t bring_up_to_date(int32_t number)
     const cv_canvas& record = *canvastable[number];
     if (record.header->version_filetype != older_version || record.kind != mask_kind) return number;
     const int32_t transformed = cv_transform_v1_to_v10(number);
-    return transformed < 0 ? fail(not_transformed) : transformed;
+    if (transformed >= 0) return transformed;
+    if (cv_canvas* const untouched = find(number)) let_go(*untouched);
+    return fail(not_transformed);
 }
 
 // Steps that fill an empty record from its file. 0, or the failing step's result, reported. Sets is_other_layout and

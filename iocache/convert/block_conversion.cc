@@ -1,0 +1,230 @@
+// Turning a file of the older block format into a canvas of the same name: a new canvas is filled block by block,
+// written to the disk, and only then takes the old file's place. Client only.
+//
+// Failures around the palette and the new name leave the old file open and the buffers allocated, as meant.
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "iocache/cache/cache.h"
+#include "iocache/canvas/canvas.h"
+#include "iocache/convert/block_file.h"
+#include "iocache/convert/replace_file.h"
+#include "iocache/setup/setup.h"
+
+namespace {
+
+using namespace iocache;
+using namespace iocache::convert;
+using setup::fail;
+using setup::failure;
+
+//                                        result  error   message
+constexpr failure no_header_buffer       {-255, 999134, "convert old file : malloc problem"};
+constexpr failure cannot_open            {-255, 999135, "convert old file : open error"};
+constexpr failure header_not_read        {-255, 999136, "convert old file : read error"};
+constexpr failure no_mask_block          {-255, 999137, "convert old file : malloc problem"};
+constexpr failure no_picture_block       {-255, 999138, "convert old file : malloc problem"};
+constexpr failure no_seek_to_palette     {-255, 999139, "Seek failed on old file"};
+constexpr failure no_palette             {-255, 999140, "malloc problem"};
+constexpr failure direct_palette_not_read{-255, 999141, "read of old color palet failed"};
+constexpr failure short_palette_not_read {-255, 999142, "read of old color palet failed"};
+constexpr failure no_new_name            {-255, 999146, "maximum number of default canvasses is reached"};
+constexpr failure not_created            {-255, 999143, "convert old file : cannot create canvas"};
+constexpr failure no_seek_to_blocks      {-255, 999144, "convert old file : seek problem"};
+constexpr failure block_not_read         {-255, 999145, "convert old file : read problem"};
+
+constexpr int32_t header_buffer_bytes = 4096;
+
+struct close_file {
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+struct free_memory {
+    void operator()(uint8_t* memory) const { std::free(memory); }
+};
+using owned_buffer = std::unique_ptr<uint8_t, free_memory>;
+
+owned_buffer allocate(int64_t bytes)
+{
+    return owned_buffer(static_cast<uint8_t*>(platform_allocate(bytes)));
+}
+
+// An old file that is being read.
+struct old_file {
+    owned_buffer header;
+    std::unique_ptr<FILE, close_file> stream;
+    owned_buffer block;
+    block_image image = {};
+
+    bool seek(int64_t offset) const { return fseeko(stream.get(), offset, SEEK_SET) == 0; }
+    bool read(uint8_t* target, int64_t bytes) const
+    {
+        return std::fread(target, static_cast<size_t>(bytes), 1, stream.get()) == 1;
+    }
+    int64_t length() const
+    {
+        struct stat now = {};
+        return fstat(fileno(stream.get()), &now) == 0 ? now.st_size : -1;
+    }
+};
+
+// Keeps the old file open and its buffers allocated for the rest of the process, as meant.
+int32_t fail_and_keep(const failure& what, old_file& file)
+{
+    static std::vector<old_file> kept_open;
+    kept_open.push_back(std::move(file));
+    return fail(what);
+}
+
+// Opens, reads and believes the header. A file whose own numbers are impossible is not one of this format.
+int32_t open_old_file(const char* path, old_file& file)
+{
+    file.header = allocate(header_buffer_bytes);
+    if (file.header == nullptr) return fail(no_header_buffer);
+    file.stream.reset(canvas::open_stream(path, "r+"));
+    if (file.stream == nullptr) return fail(cannot_open);
+    if (!file.read(file.header.get(), block_header_bytes)) return fail(header_not_read);
+    file.image = parse_block_header(
+        std::span<const uint8_t, block_header_bytes>(file.header.get(), size_t{block_header_bytes}));
+    if (!file.image.is_possible(file.length())) return fail(header_not_read);
+    file.block = allocate(file.image.block_bytes());
+    if (file.block == nullptr) return fail(file.image.is_picture ? no_picture_block : no_mask_block);
+    return 0;
+}
+
+int32_t read_palette(old_file& file)
+{
+    const block_image& image = file.image;
+    if (!image.has_palette()) return 0;
+    if (!file.seek(block_header_bytes)) return fail_and_keep(no_seek_to_palette, file);
+    const int32_t palette_bytes = image.palette_entries * 4;
+    owned_buffer palette = allocate(palette_bytes);
+    std::vector<uint8_t> stored(static_cast<size_t>(image.palette_entries) * static_cast<size_t>(image.entry_bytes()));
+    if (palette == nullptr) return fail_and_keep(no_palette, file);
+    if (!file.read(stored.data(), static_cast<int64_t>(stored.size())))
+        return fail_and_keep(image.is_direct ? direct_palette_not_read : short_palette_not_read, file);
+    unpack_palette(image, stored, {palette.get(), static_cast<size_t>(palette_bytes)});
+    cv_palet_ptr = palette.release();
+    cv_palet_num_bytes = palette_bytes;
+    return 0;
+}
+
+// Blocks are copied whole, so that a tile must hold whole blocks.
+bool tiles_hold_blocks()
+{
+    return cv_tilesize_hor % block_side == 0 && cv_tilesize_vert % block_side == 0;
+}
+
+// The new canvas, or a negative number. A name that is open as a canvas already would be written over.
+int32_t create_canvas(const block_image& image, const char* name)
+{
+    if (!tiles_hold_blocks() || canvas_if_already_open(name) >= 0) return -255;
+    return canvas_new(name, image.is_picture ? canvas::picture_kind : canvas::mask_kind, 0, 0, image.x_max,
+                      image.y_max, 0, 0);
+}
+
+// The reduced image in Rbuf follows the tile that holds (x, y).
+void update_reduced_image(const cv_canvas& record, int32_t x, int32_t y)
+{
+    const int32_t tile = (y >> record.tile_shift_y) * record.tiles_across + (x >> record.tile_shift_x);
+    if (record.kind == canvas::mask_kind) {
+        cv_update_virt_subsampled_mtile_Rbuf(record.index, tile);
+    } else {
+        cv_update_virt_subsampled_ptile_Rbuf(record.index, tile);
+    }
+}
+
+bool copy_blocks(const old_file& file, const cv_canvas& record)
+{
+    const block_image& image = file.image;
+    const std::span<const uint8_t> block(file.block.get(), static_cast<size_t>(image.block_bytes()));
+    for (int32_t y = 0; y <= image.y_max; y += block_side) {
+        for (int32_t x = 0; x <= image.x_max; x += block_side) {
+            if (!file.read(file.block.get(), image.block_bytes())) return false;
+            {
+                cache::tile_visit visit(record.index, image.x_max, image.y_max, true);
+                if (!visit.at(x, y)) return false;
+                copy_block(image, block, visit.request().pixel, visit.request().line_bytes);
+            }
+            update_reduced_image(record, x, y);
+        }
+    }
+    return true;
+}
+
+void store_reduced_image_and_icon(cv_canvas& record)
+{
+    if (record.geom.subsampled == 1) cv_write_subsampled_Rbuf(record.index);
+    if (record.kind == canvas::mask_kind) {
+        cv_make_mask_icon_Rbuf(&record);
+    } else {
+        cv_make_pic_icon_Rbuf(&record);
+    }
+    cv_write_icon(record.index);
+}
+
+// Closes an unmarked canvas, which takes its file along.
+int32_t fail_and_remove(const failure& what, int32_t canvas)
+{
+    const int32_t result = fail(what);
+    canvas_close(canvas);
+    return result;
+}
+
+int32_t fill_canvas(const old_file& file, int32_t number)
+{
+    cv_canvas& record = *canvastable[number];
+    canvas_make_tables(number);
+    // Also for an image that is its own reduced image: its icon is made from Rbuf all the same.
+    std::memset(Rbuf, 0, static_cast<size_t>(canvas::reduced_image_bytes(record)));
+    if (!file.seek(file.image.blocks_begin())) return fail_and_remove(no_seek_to_blocks, number);
+    if (!copy_blocks(file, record)) {
+        const int32_t result = fail_and_remove(block_not_read, number);
+        if (current_canvas >= 0) canvas_make_tables(current_canvas);
+        return result;
+    }
+    store_reduced_image_and_icon(record);
+    return 0;
+}
+
+// Everything of the new canvas is on the disk before the old file is given up.
+bool close_written(int32_t number)
+{
+    cv_clear_side(number);
+    if (cv_flush_tiles_keep(number) != 0 || !canvas::synchronise(*canvastable[number])) {
+        canvas_close(number);  // not marked yet: its file goes
+        return false;
+    }
+    cv_mark_canvas_save(number);
+    return canvas_close(number) == 0;
+}
+
+}  // namespace
+
+int32_t cv_convert_old_file(const char* path)
+{
+    cv_palet_num_bytes = 0;
+    cv_palet_ptr = nullptr;
+
+    old_file file;
+    if (open_old_file(path, file) != 0) return -255;
+    if (read_palette(file) != 0) return -255;
+    const char* const name =
+        canvas_create_new_filename(file.image.is_picture ? canvas::picture_kind : canvas::mask_kind);
+    if (name == nullptr) return fail_and_keep(no_new_name, file);
+    const std::string new_name = name;  // the host's storage may change
+
+    const int32_t number = create_canvas(file.image, new_name.c_str());
+    if (number < 0) return fail(not_created);
+    if (fill_canvas(file, number) != 0) return -255;
+    file.stream.reset();
+    if (!close_written(number)) return fail(block_not_read);
+    return replace_file(new_name.c_str(), path);
+}
