@@ -98,17 +98,12 @@ bool lines_are_as_written(int32_t canvas, const canvas_plan& plan, const extent&
     return true;
 }
 
-bool write_canvas(const std::string& path, const canvas_plan& plan)
+// Only pictures carry the two blocks.
+bool write_blocks(int32_t canvas, const canvas_plan& plan)
 {
-    const extent bounds;
-    const int32_t canvas = canvas_new(path.c_str(), plan.kind, bounds.x_min, bounds.y_min, bounds.x_max, bounds.y_max,
-                                      bounds.x_offset, bounds.y_offset);
-    if (canvas < 0) return false;
-    cv_mark_canvas_save(canvas);
-    const bool written = write_lines(canvas, plan, bounds) &&
-                         cv_ink_color_def_set(canvas, opaque_block(sizeof ink_color_def, 3).data()) == 0 &&
-                         cv_tqcms_proc_set(canvas, opaque_block(sizeof tqcms_proc, 5).data()) == 0;
-    return canvas_close(canvas) == 0 && written;
+    if (plan.kind != kind_picture) return true;
+    return cv_ink_color_def_set(canvas, opaque_block(sizeof ink_color_def, 3).data()) == 0 &&
+           cv_tqcms_proc_set(canvas, opaque_block(sizeof tqcms_proc, 5).data()) == 0;
 }
 
 bool block_is(const uint8_t* found, const std::vector<uint8_t>& wanted)
@@ -116,13 +111,29 @@ bool block_is(const uint8_t* found, const std::vector<uint8_t>& wanted)
     return found != nullptr && std::vector<uint8_t>(found, found + wanted.size()) == wanted;
 }
 
+bool blocks_are_as_written(int32_t canvas, const canvas_plan& plan)
+{
+    if (plan.kind != kind_picture) return true;
+    return block_is(cv_ink_color_def_get(canvas), opaque_block(sizeof ink_color_def, 3)) &&
+           block_is(cv_tqcms_proc_get(canvas), opaque_block(sizeof tqcms_proc, 5));
+}
+
+bool write_canvas(const std::string& path, const canvas_plan& plan)
+{
+    const extent bounds;
+    const int32_t canvas = canvas_new(path.c_str(), plan.kind, bounds.x_min, bounds.y_min, bounds.x_max, bounds.y_max,
+                                      bounds.x_offset, bounds.y_offset);
+    if (canvas < 0) return false;
+    cv_mark_canvas_save(canvas);
+    const bool written = write_lines(canvas, plan, bounds) && write_blocks(canvas, plan);
+    return canvas_close(canvas) == 0 && written;
+}
+
 bool read_canvas(const std::string& path, const canvas_plan& plan)
 {
     const int32_t canvas = canvas_old(path.c_str());
     if (canvas < 0) return false;
-    const bool same = lines_are_as_written(canvas, plan, extent{}) &&
-                      block_is(cv_ink_color_def_get(canvas), opaque_block(sizeof ink_color_def, 3)) &&
-                      block_is(cv_tqcms_proc_get(canvas), opaque_block(sizeof tqcms_proc, 5));
+    const bool same = lines_are_as_written(canvas, plan, extent{}) && blocks_are_as_written(canvas, plan);
     return canvas_close(canvas) == 0 && same;
 }
 
