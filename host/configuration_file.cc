@@ -62,7 +62,7 @@ std::optional<named_values> read_configuration_file(const std::string& path)
 
 std::string usual_configuration_file()
 {
-    if (const std::string named = from_environment("IOCACHE_CONFIG"); !named.empty()) return named;
+    if (std::string named = from_environment("IOCACHE_CONFIG"); !named.empty()) return named;
     if (const std::string folder = from_environment("XDG_CONFIG_HOME"); !folder.empty()) {
         return folder + "/iocache/config";
     }
