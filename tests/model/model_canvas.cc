@@ -16,7 +16,9 @@ constexpr int32_t tile_side = 256;
 }  // namespace
 
 model_canvas::model_canvas(std::string path, int32_t kind, const model_extent& extent)
-    : path_(std::move(path)), kind_(kind), extent_(extent)
+    : path_(std::move(path)),
+      kind_(kind),
+      extent_(extent)
 {
     const auto pixels = static_cast<size_t>(extent.width) * static_cast<size_t>(extent.height);
     colour_.assign(pixels * pixel_bytes(), 0);
@@ -25,7 +27,9 @@ model_canvas::model_canvas(std::string path, int32_t kind, const model_extent& e
 
 run model_canvas::random_run(std::mt19937& random) const
 {
-    const auto below = [&random](int32_t limit) { return std::uniform_int_distribution<int32_t>(0, limit - 1)(random); };
+    const auto below = [&random](int32_t limit) {
+        return std::uniform_int_distribution<int32_t>(0, limit - 1)(random);
+    };
     const int32_t x = below(extent_.width);
     const int32_t y = below(extent_.height);
     const bool is_row = below(2) == 0;
@@ -106,8 +110,7 @@ void model_canvas::expect_file_holds_this() const
     std::vector<bool> slot_taken(static_cast<size_t>(file.tiles_written()), false);
     for (int32_t row = 0; row < file.tiles_down(); ++row) {
         for (int32_t column = 0; column < file.tiles_across(); ++column) {
-            ASSERT_EQ(file.tile(column, row), expected_tile(column, row))
-                << path_ << " tile " << column << ", " << row;
+            ASSERT_EQ(file.tile(column, row), expected_tile(column, row)) << path_ << " tile " << column << ", " << row;
             const int32_t slot = file.slot(column, row);
             if (slot < 0) continue;
             ASSERT_LT(slot, file.tiles_written()) << path_;

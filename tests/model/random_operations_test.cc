@@ -36,10 +36,10 @@ using setting = std::tuple<mode, int, int>;
 
 class random_operations : public ::testing::TestWithParam<setting> {
 protected:
-    random_operations() : random_(static_cast<uint32_t>(from_environment("IOCACHE_MODEL_SEED", default_seed)) +
-                                  static_cast<uint32_t>(std::get<1>(GetParam())))
-    {
-    }
+    random_operations()
+        : random_(static_cast<uint32_t>(from_environment("IOCACHE_MODEL_SEED", default_seed)) +
+                  static_cast<uint32_t>(std::get<1>(GetParam())))
+    {}
 
     int32_t below(int32_t limit) { return std::uniform_int_distribution<int32_t>(0, limit - 1)(random_); }
 
@@ -72,11 +72,10 @@ protected:
     {
         const run where = canvas.model.random_run(random_);
         const run_pixels pixels = canvas.model.random_pixels(where, random_);
-        const int32_t result =
-            where.is_row ? cv_storeline(canvas.number, pixels.colour.data(), pixels.alpha.data(), where.y, where.x,
-                                        where.x + where.length - 1)
-                         : cv_storecolumn(canvas.number, pixels.colour.data(), pixels.alpha.data(), where.x, where.y,
-                                          where.y + where.length - 1);
+        const int32_t result = where.is_row ? cv_storeline(canvas.number, pixels.colour.data(), pixels.alpha.data(),
+                                                           where.y, where.x, where.x + where.length - 1)
+                                            : cv_storecolumn(canvas.number, pixels.colour.data(), pixels.alpha.data(),
+                                                             where.x, where.y, where.y + where.length - 1);
         ASSERT_EQ(result, 0);
         canvas.model.store(where, pixels);
     }
@@ -87,11 +86,10 @@ protected:
         run_pixels pixels;
         pixels.colour.resize(static_cast<size_t>(where.length) * canvas.model.pixel_bytes());
         if (canvas.model.is_picture()) pixels.alpha.resize(static_cast<size_t>(where.length));
-        const int32_t result =
-            where.is_row ? cv_getline(canvas.number, pixels.colour.data(), pixels.alpha.data(), where.y, where.x,
-                                      where.x + where.length - 1)
-                         : cv_getcolumn(canvas.number, pixels.colour.data(), pixels.alpha.data(), where.x, where.y,
-                                        where.y + where.length - 1);
+        const int32_t result = where.is_row ? cv_getline(canvas.number, pixels.colour.data(), pixels.alpha.data(),
+                                                         where.y, where.x, where.x + where.length - 1)
+                                            : cv_getcolumn(canvas.number, pixels.colour.data(), pixels.alpha.data(),
+                                                           where.x, where.y, where.y + where.length - 1);
         ASSERT_EQ(result, 0);
         ASSERT_TRUE(pixels == canvas.model.load(where))
             << "canvas " << canvas.number << (where.is_row ? " row " : " column ") << where.x << ", " << where.y
