@@ -160,67 +160,67 @@ typedef struct cv_header {
 
 /** An open canvas. Made by canvas_new and canvas_old, freed by canvas_close; owns what it points to. */
 struct cv_canvas {
-    int32_t index;             /**< canvas number, its slot in canvastable */
-    char *base_name;           /**< inside file_name, after the last '/' */
-    char *file_name;           /**< path given to create or open */
-    FILE *fp;                  /**< one-shot transfers (client side); null when closed */
-    FILE *fp2;                 /**< kept-open transfers (cache side); null when closed */
-    cv_header *header;         /**< the file's header */
-    uint8_t *icon;             /**< icon_bytes bytes */
-    int32_t kind;              /**< 0 mask, 1 picture */
-    int32_t busy;              /**< while 1 the canvas cannot be closed */
-    int32_t save;              /**< 1 keep the file at close, 0 delete it */
-    int32_t bytes_per_pixel;   /**< 1 mask, 4 picture */
-    int32_t pixel_shift;       /**< 0 mask, 2 picture */
-    int32_t tile_width;        /**< pixels */
-    int32_t tile_height;       /**< pixels */
-    int32_t tile_shift_x;      /**< floor of log2 of tile_width */
-    int32_t tile_shift_y;      /**< floor of log2 of tile_height */
-    int32_t tiles_across;      /**< columns of the tile grid */
-    int32_t tiles_down;        /**< rows of the tile grid */
-    int32_t tile_line_bytes;   /**< bytes of one line of a tile's colour (or mask) plane */
-    int32_t tile_bytes;        /**< bytes of one tile buffer and of one slot */
-    cv_geometry geom;          /**< the current view */
-    cv_geometry geom_orig;     /**< the view at creation */
-    cv_geometry geom_full;     /**< level 1 */
-    cv_geometry geom_window;   /**< level 2 */
-    cv_geometry geom_window2;  /**< level 3 */
-    int32_t window_flag;       /**< decides which derived files go when a linked canvas closes */
-    int32_t window_mode;       /**< likewise; 1 and 2 matter */
-    char *subs_window_name;    /**< file_name followed by "s" */
-    cv_canvas *link_a;         /**< linked canvas, or null */
-    cv_canvas *link_b;         /**< the other link, or null */
-    cv_canvas *zoom_child;     /**< zoom canvas made from this one, closed with it */
-    int32_t reserved1;         /**< 0 */
-    int32_t open_zooms;        /**< zoom canvases made from this one and still open; close refuses then */
-    cv_canvas *is_zoom;        /**< for a zoom canvas its parent, else null */
-    int32_t reserved2;         /**< 0 */
-    int32_t reserved3;         /**< 0 */
-    int32_t reserved4;         /**< 0 */
-    int32_t reserved5;         /**< 0 */
-    int32_t dirty_mode;        /**< 3 */
-    cv_tile **tile_cache;      /**< per tile its entry in memory, or null; under cv_tile_access_lock */
-    int32_t *tile_table;       /**< per tile its slot in the file, or -1; written by the cache side only */
-    uint8_t dirty_mask;        /**< bits that a write hand-out sets in tile_flags */
-    uint8_t *tile_flags;       /**< per tile the derived images that are stale; under cv_tile_access_lock */
-    int32_t tiles_fetched;     /**< entries made for this canvas and not yet evicted by replacement */
-    int32_t tiles_spare;       /**< 0 */
+    int32_t index;            /**< canvas number, its slot in canvastable */
+    char* base_name;          /**< inside file_name, after the last '/' */
+    char* file_name;          /**< path given to create or open */
+    FILE* fp;                 /**< one-shot transfers (client side); null when closed */
+    FILE* fp2;                /**< kept-open transfers (cache side); null when closed */
+    cv_header* header;        /**< the file's header */
+    uint8_t* icon;            /**< icon_bytes bytes */
+    int32_t kind;             /**< 0 mask, 1 picture */
+    int32_t busy;             /**< while 1 the canvas cannot be closed */
+    int32_t save;             /**< 1 keep the file at close, 0 delete it */
+    int32_t bytes_per_pixel;  /**< 1 mask, 4 picture */
+    int32_t pixel_shift;      /**< 0 mask, 2 picture */
+    int32_t tile_width;       /**< pixels */
+    int32_t tile_height;      /**< pixels */
+    int32_t tile_shift_x;     /**< floor of log2 of tile_width */
+    int32_t tile_shift_y;     /**< floor of log2 of tile_height */
+    int32_t tiles_across;     /**< columns of the tile grid */
+    int32_t tiles_down;       /**< rows of the tile grid */
+    int32_t tile_line_bytes;  /**< bytes of one line of a tile's colour (or mask) plane */
+    int32_t tile_bytes;       /**< bytes of one tile buffer and of one slot */
+    cv_geometry geom;         /**< the current view */
+    cv_geometry geom_orig;    /**< the view at creation */
+    cv_geometry geom_full;    /**< level 1 */
+    cv_geometry geom_window;  /**< level 2 */
+    cv_geometry geom_window2; /**< level 3 */
+    int32_t window_flag;      /**< decides which derived files go when a linked canvas closes */
+    int32_t window_mode;      /**< likewise; 1 and 2 matter */
+    char* subs_window_name;   /**< file_name followed by "s" */
+    cv_canvas* link_a;        /**< linked canvas, or null */
+    cv_canvas* link_b;        /**< the other link, or null */
+    cv_canvas* zoom_child;    /**< zoom canvas made from this one, closed with it */
+    int32_t reserved1;        /**< 0 */
+    int32_t open_zooms;       /**< zoom canvases made from this one and still open; close refuses then */
+    cv_canvas* is_zoom;       /**< for a zoom canvas its parent, else null */
+    int32_t reserved2;        /**< 0 */
+    int32_t reserved3;        /**< 0 */
+    int32_t reserved4;        /**< 0 */
+    int32_t reserved5;        /**< 0 */
+    int32_t dirty_mode;       /**< 3 */
+    cv_tile** tile_cache;     /**< per tile its entry in memory, or null; under cv_tile_access_lock */
+    int32_t* tile_table;      /**< per tile its slot in the file, or -1; written by the cache side only */
+    uint8_t dirty_mask;       /**< bits that a write hand-out sets in tile_flags */
+    uint8_t* tile_flags;      /**< per tile the derived images that are stale; under cv_tile_access_lock */
+    int32_t tiles_fetched;    /**< entries made for this canvas and not yet evicted by replacement */
+    int32_t tiles_spare;      /**< 0 */
 };
 
 /** One tile in memory. All of it but buffer's pixels is guarded by cv_tile_access_lock; a client that was handed the
  *  tile clears locked itself, without the lock, when it has finished with the buffer. */
 struct cv_tile {
     int32_t id;        /**< canvas number of the owner */
-    cv_canvas *canvas; /**< owner; null once detached */
+    cv_canvas* canvas; /**< owner; null once detached */
     int32_t x;         /**< tile column */
     int32_t y;         /**< tile row */
-    uint8_t *buffer;   /**< pixels: colour plane, then for a picture the alpha plane at tile_offset_alfa */
+    uint8_t* buffer;   /**< pixels: colour plane, then for a picture the alpha plane at tile_offset_alfa */
     int32_t size;      /**< bytes in buffer */
     int64_t file_pos;  /**< byte position of the tile's slot; 0 while it has none */
     int32_t locked;    /**< 1 while a client uses buffer: never evicted nor pre-written then */
     int32_t dirty;     /**< 1 when buffer holds changes that are not in the file */
-    cv_tile *next;     /**< neighbour towards the most recently used */
-    cv_tile *prev;     /**< neighbour towards the least recently used */
+    cv_tile* next;     /**< neighbour towards the most recently used */
+    cv_tile* prev;     /**< neighbour towards the least recently used */
 };
 
 /** One slot of the request block. The client fills canvas to write, the cache fills the rest. */
@@ -231,11 +231,11 @@ typedef struct cv_tile_request {
     int32_t x_end;           /**< last column of the intended access; smaller than x when it runs leftwards */
     int32_t y_end;           /**< last row; smaller than y when it runs upwards */
     int32_t write;           /**< not 0 when the pixels will be modified */
-    cv_tile *tile;           /**< the tile that holds (x, y), locked: set its locked to 0 when done; null on failure */
-    uint8_t *buffer;         /**< start of the tile's buffer */
-    uint8_t *pixel;          /**< pixel (x, y) in the colour or mask plane */
-    uint8_t *alfa_buffer;    /**< start of the alpha plane (pictures), else null */
-    uint8_t *alfa_pixel;     /**< alpha byte of (x, y) (pictures), else null */
+    cv_tile* tile;           /**< the tile that holds (x, y), locked: set its locked to 0 when done; null on failure */
+    uint8_t* buffer;         /**< start of the tile's buffer */
+    uint8_t* pixel;          /**< pixel (x, y) in the colour or mask plane */
+    uint8_t* alfa_buffer;    /**< start of the alpha plane (pictures), else null */
+    uint8_t* alfa_pixel;     /**< alpha byte of (x, y) (pictures), else null */
     int32_t run_x;           /**< pixels from x to the tile's edge in the access direction, clipped; signed */
     int32_t run_y;           /**< the same vertically */
     int32_t line_bytes;      /**< bytes per tile line of the colour or mask plane */
@@ -250,7 +250,7 @@ typedef struct cv_request_block {
 
 /** Tiles that the last request will want next, read ahead in idle time. */
 typedef struct cv_pref_entry {
-    cv_canvas *canvas; /**< null: nothing to do */
+    cv_canvas* canvas; /**< null: nothing to do */
     int32_t next_col;  /**< next tile column to read */
     int32_t row;       /**< tile row */
     int32_t count;     /**< tiles left, at most 32 */
@@ -259,8 +259,8 @@ typedef struct cv_pref_entry {
 /* ==== Set-up, shutdown and log =================================================================================== */
 
 /* Set once by canvas_init, before any other use. */
-extern IOCACHE_API void (*cv_wrt_err)(const char *text);      /**< the host's wrt_err: takes every error text */
-extern IOCACHE_API int (*cv_printf)(const char *format, ...); /**< console messages; printf */
+extern IOCACHE_API void (*cv_wrt_err)(const char* text);      /**< the host's wrt_err: takes every error text */
+extern IOCACHE_API int (*cv_printf)(const char* format, ...); /**< console messages; printf */
 extern IOCACHE_API void (*cv_killer)(void);                   /**< the host's killer: ends the application */
 extern IOCACHE_API int32_t total_main_memory;                 /**< machine memory, MiB */
 extern IOCACHE_API int32_t decr_main_memory;                  /**< MiB kept out of the tile cache */
@@ -274,19 +274,19 @@ extern IOCACHE_API int32_t cv_iconsize_vert;                  /**< icon height o
 extern IOCACHE_API int32_t cv_max_lres_hor;                   /**< width of the low-resolution frame, pixels */
 extern IOCACHE_API int32_t cv_max_lres_vert;                  /**< height of the low-resolution frame, pixels */
 extern IOCACHE_API int32_t tile_offset_alfa;                  /**< offset of the alpha plane in a picture tile, bytes */
-extern IOCACHE_API int32_t cv_access_process;                 /**< 1 requests run in the caller, 0 in the cache process */
-extern IOCACHE_API int32_t cv_prefetch_allowed;               /**< reads backwards, as meant: not 0 forbids prefetch */
-extern IOCACHE_API int32_t cv_prewrite_allowed;               /**< reads backwards, as meant: not 0 forbids pre-write */
-extern IOCACHE_API int32_t cv_tile_access_switch;             /**< 1 once canvas_init has run */
-extern IOCACHE_API char cv_tile_sema_file[100];               /**< path of the arena file */
-extern IOCACHE_API int32_t cv_tile_access_fdes_sema;          /**< descriptor of the arena file */
-extern IOCACHE_API cv_arena *cv_tile_access_handle;           /**< arena of the objects below */
-extern IOCACHE_API cv_semaphore *cv_tile_access_sema;         /**< doorbell: rung once a posted request */
-extern IOCACHE_API cv_barrier *cv_tile_access_barrier;        /**< where client and cache process meet */
+extern IOCACHE_API int32_t cv_access_process;          /**< 1 requests run in the caller, 0 in the cache process */
+extern IOCACHE_API int32_t cv_prefetch_allowed;        /**< reads backwards, as meant: not 0 forbids prefetch */
+extern IOCACHE_API int32_t cv_prewrite_allowed;        /**< reads backwards, as meant: not 0 forbids pre-write */
+extern IOCACHE_API int32_t cv_tile_access_switch;      /**< 1 once canvas_init has run */
+extern IOCACHE_API char cv_tile_sema_file[100];        /**< path of the arena file */
+extern IOCACHE_API int32_t cv_tile_access_fdes_sema;   /**< descriptor of the arena file */
+extern IOCACHE_API cv_arena* cv_tile_access_handle;    /**< arena of the objects below */
+extern IOCACHE_API cv_semaphore* cv_tile_access_sema;  /**< doorbell: rung once a posted request */
+extern IOCACHE_API cv_barrier* cv_tile_access_barrier; /**< where client and cache process meet */
 /* Lock order: cv_tile_access_cut_lock, then cv_tile_access_lock, then cv_tile_access_ask_lock. */
-extern IOCACHE_API cv_lock *cv_tile_access_lock;     /**< guards the LRU list, tile_cache tables, tile flags */
-extern IOCACHE_API cv_lock *cv_tile_access_ask_lock; /**< inside the former, when a victim is unhooked */
-extern IOCACHE_API cv_lock *cv_tile_access_cut_lock; /**< clients that read single pixels by request */
+extern IOCACHE_API cv_lock* cv_tile_access_lock;     /**< guards the LRU list, tile_cache tables, tile flags */
+extern IOCACHE_API cv_lock* cv_tile_access_ask_lock; /**< inside the former, when a victim is unhooked */
+extern IOCACHE_API cv_lock* cv_tile_access_cut_lock; /**< clients that read single pixels by request */
 
 /* Set by the library while it runs. */
 extern IOCACHE_API int32_t cv_errno;                 /**< code of the last reported failure */
@@ -295,7 +295,7 @@ extern IOCACHE_API int32_t cv_tile_access_exit_flag; /**< 1 makes the cache proc
 extern IOCACHE_API int32_t cv_clear_tile;            /**< 1: a tile that was never written is cleared when fetched */
 extern IOCACHE_API int32_t tq_logs;                  /**< 1 when log lines go to standard output */
 extern IOCACHE_API int32_t tq_log;                   /**< 1 when log lines go to log_fp */
-extern IOCACHE_API FILE *log_fp;                     /**< the log file; meaningful while tq_log is 1 */
+extern IOCACHE_API FILE* log_fp;                     /**< the log file; meaningful while tq_log is 1 */
 
 /** Starts everything, once: workers, defaults, tile memory, cache process. Rbuf is set to bufR. */
 IOCACHE_API void cv_master_init(void);
@@ -313,14 +313,14 @@ IOCACHE_API void cv_kill_tile_access(void);
 /** Quick exit: closes no canvas, writes nothing back, logs nothing. */
 IOCACHE_API void cv_master_exit_quit(void);
 /** Writes one line, indented by level times two blanks, to each enabled output. */
-IOCACHE_API void cv_log_string(int32_t level, const char *text);
+IOCACHE_API void cv_log_string(int32_t level, const char* text);
 /** Logs "TEXT OBJECT : OBJECT TOOL : TOOL" at level 0; a line longer than 199 bytes is cut. */
-IOCACHE_API void cv_log_tool(const char *text, const char *object, const char *tool);
+IOCACHE_API void cv_log_tool(const char* text, const char* object, const char* tool);
 
 /* ==== Tile cache ================================================================================================= */
 
-extern IOCACHE_API cv_tile *first_tile;      /**< least recently used tile, or null; cv_tile_access_lock */
-extern IOCACHE_API cv_tile *last_tile;       /**< most recently used tile, or null; cv_tile_access_lock */
+extern IOCACHE_API cv_tile* first_tile;      /**< least recently used tile, or null; cv_tile_access_lock */
+extern IOCACHE_API cv_tile* last_tile;       /**< most recently used tile, or null; cv_tile_access_lock */
 extern IOCACHE_API int64_t total_size_tiles; /**< lowered by canvas_flush_all; no decision reads it */
 extern IOCACHE_API int32_t cv_disk_full;     /**< 1 from a failed tile write until there is room again; atomic */
 extern IOCACHE_API cv_request_block parg;    /**< the one request block */
@@ -333,24 +333,24 @@ extern IOCACHE_API cv_pref_entry cv_pref[3]; /**< read-ahead hints of the last t
  *  handler gave up on, or a cache process that has ended. On -255 no tile of the request is left locked. */
 IOCACHE_API int32_t cv_tile_access(void);
 /** The cache process: serves requests until the exit flag is set. In in-line mode serves the one in parg. */
-IOCACHE_API void cv_tile_access_read(void *unused);
+IOCACHE_API void cv_tile_access_read(void* unused);
 /** Waits until every worker and the cache process have finished what they were doing. */
 IOCACHE_API void start_all_processes(void);
 /** Unlinks the tile from the LRU list. The caller holds cv_tile_access_lock. */
-IOCACHE_API void cv_remove_from_lru_list(cv_tile *tile);
+IOCACHE_API void cv_remove_from_lru_list(cv_tile* tile);
 /** Links the tile as the newest. The caller holds cv_tile_access_lock. */
-IOCACHE_API void cv_append_to_lru_list(cv_tile *tile);
+IOCACHE_API void cv_append_to_lru_list(cv_tile* tile);
 /** Looks the request's tile up in memory and, when found, locks it and fills the results. Returns 0, or -255 when the
  *  cache process must be asked. Takes cv_tile_access_lock. */
-IOCACHE_API int32_t cv_find_tile_in_cache(cv_tile_request *request);
+IOCACHE_API int32_t cv_find_tile_in_cache(cv_tile_request* request);
 /** The same for one pixel, without write handling, runs or a new place in the LRU order. Returns 0, -1 when the tile
  *  was never written, -255 when it is on disk only. Takes cv_tile_access_lock. */
-IOCACHE_API int32_t cv_find_pixel_in_cache(cv_tile_request *request);
+IOCACHE_API int32_t cv_find_pixel_in_cache(cv_tile_request* request);
 /** Brings a tile into memory as the newest, evicting others when there is no room. Returns it, not locked, or null
  *  when the disk is full, a transfer failed or no memory can be had. Cache side only. */
-IOCACHE_API cv_tile *cv_get_tile(cv_canvas *canvas, int32_t column, int32_t row);
+IOCACHE_API cv_tile* cv_get_tile(cv_canvas* canvas, int32_t column, int32_t row);
 /** Writes a dirty tile to its slot, giving it one first when it has none. Returns 0, or -255. Cache side only. */
-IOCACHE_API int32_t cv_write_dirty_tile(cv_tile *tile);
+IOCACHE_API int32_t cv_write_dirty_tile(cv_tile* tile);
 /** 0 when the tile of slot 0 of parg holds data, else -255 with the run of nothing in run_x and run_y. */
 IOCACHE_API int32_t cv_if_tile_exist(void);
 /** 0 when no tile of the canvas was ever written and none is dirty, else -255 (also for an empty slot). */
@@ -377,27 +377,27 @@ IOCACHE_API int32_t canvas_disk_full(void);
 /** Not 0: every full disk fails the current request at once. */
 IOCACHE_API void cv_disk_full_return(int32_t flag);
 /** Copies height rows of width bytes on all workers. Returns what MP_run_procs returns. */
-IOCACHE_API int32_t MP_memcpy(void *target, const void *source, int32_t width, int32_t height);
+IOCACHE_API int32_t MP_memcpy(void* target, const void* source, int32_t width, int32_t height);
 /** Fills height rows of width bytes with value's low byte on all workers. Returns what MP_run_procs returns. */
-IOCACHE_API int32_t MP_memset(void *target, int32_t value, int32_t width, int32_t height);
+IOCACHE_API int32_t MP_memset(void* target, int32_t value, int32_t width, int32_t height);
 
 /* ==== Canvases and their files =================================================================================== */
 
-extern IOCACHE_API cv_canvas *canvastable[50]; /**< open canvases; null is a free slot */
+extern IOCACHE_API cv_canvas* canvastable[50]; /**< open canvases; null is a free slot */
 /* The host's current canvases; the host sets them. */
 extern IOCACHE_API int32_t current_canvas; /**< number of the current picture */
 extern IOCACHE_API int32_t current_mask;   /**< number of the current mask */
-extern IOCACHE_API cv_canvas *current_cp;  /**< record of the current picture */
-extern IOCACHE_API cv_canvas *current_mp;  /**< record of the current mask */
+extern IOCACHE_API cv_canvas* current_cp;  /**< record of the current picture */
+extern IOCACHE_API cv_canvas* current_mp;  /**< record of the current mask */
 extern IOCACHE_API int32_t alfa_canvas;    /**< canvas whose alpha plane is in use; not read by the library */
-extern IOCACHE_API char *cv_name_file;     /**< file last written through a kept-open stream; the library's storage */
-extern IOCACHE_API uint8_t ink_color_def[6144];  /**< last ink colour definitions read or about to be written */
-extern IOCACHE_API uint8_t tqcms_proc[153600];   /**< last colour-processing table likewise */
-extern IOCACHE_API uint8_t *cv_palet_ptr;        /**< colour palette a conversion left, or null */
-extern IOCACHE_API int32_t cv_palet_num_bytes;   /**< its length, bytes */
+extern IOCACHE_API char* cv_name_file;     /**< file last written through a kept-open stream; the library's storage */
+extern IOCACHE_API uint8_t ink_color_def[6144]; /**< last ink colour definitions read or about to be written */
+extern IOCACHE_API uint8_t tqcms_proc[153600];  /**< last colour-processing table likewise */
+extern IOCACHE_API uint8_t* cv_palet_ptr;       /**< colour palette a conversion left, or null */
+extern IOCACHE_API int32_t cv_palet_num_bytes;  /**< its length, bytes */
 
 /** Number of the canvas that has this file open (same device and inode, or same name), or -1. */
-IOCACHE_API int32_t canvas_if_already_open(const char *path);
+IOCACHE_API int32_t canvas_if_already_open(const char* path);
 /** The file is kept at close. Returns 0, or -255 for an empty slot. */
 IOCACHE_API int32_t cv_mark_canvas_save(int32_t canvas);
 /** The file is deleted at close. Returns 0, or -255 for an empty slot. */
@@ -406,17 +406,17 @@ IOCACHE_API int32_t cv_mark_canvas_nosave(int32_t canvas);
 IOCACHE_API int32_t cv_calc_tileshift(int32_t size);
 /** Creates a canvas and its file; unsaved until marked. Returns its number (also of a canvas that has the file open
  *  already), or -1..-20 with cv_errno 999103..999119 and a message. An existing file is never touched (-20). */
-IOCACHE_API int32_t canvas_new(const char *path, int32_t kind, int32_t x_min, int32_t y_min, int32_t x_max,
+IOCACHE_API int32_t canvas_new(const char* path, int32_t kind, int32_t x_min, int32_t y_min, int32_t x_max,
                                int32_t y_max, int32_t x_offset, int32_t y_offset);
 /** Fills the record's header buffer for a new file. Returns 0, or -255 for an unknown kind. */
-IOCACHE_API int32_t cv_create_header(cv_canvas *canvas);
+IOCACHE_API int32_t cv_create_header(cv_canvas* canvas);
 /** Opens a canvas file; it is kept at close. Returns its number, or a negative code with cv_errno 999120..999133,
  *  999400 or 999930 and a message. A file that was not closed is repaired; an older format is converted. */
-IOCACHE_API int32_t canvas_old(const char *path);
+IOCACHE_API int32_t canvas_old(const char* path);
 /** The same as canvas_old. */
-IOCACHE_API int32_t canvas_old_io(const char *path);
+IOCACHE_API int32_t canvas_old_io(const char* path);
 /** The same as canvas_old; the flag is ignored. */
-IOCACHE_API int32_t canvas_old_both(const char *path, int32_t flag);
+IOCACHE_API int32_t canvas_old_both(const char* path, int32_t flag);
 /** Closes a canvas: a saved one is written back, an unsaved one deleted. Returns 0, or -255 for an empty slot, a busy
  *  canvas, or one with open zoom canvases. */
 IOCACHE_API int32_t canvas_close(int32_t canvas);
@@ -426,17 +426,17 @@ IOCACHE_API int32_t canvas_close_all(void);
 IOCACHE_API int32_t canvas_close_3d(int32_t canvas);
 
 /* One-shot transfers of length bytes at a byte offset; 0 or -255 with cv_errno 999201..999208. Client side. */
-IOCACHE_API int32_t cv_read(cv_canvas *canvas, int64_t offset, void *buffer, int32_t length);
-IOCACHE_API int32_t cv_write(cv_canvas *canvas, int64_t offset, const void *buffer, int32_t length);
+IOCACHE_API int32_t cv_read(cv_canvas* canvas, int64_t offset, void* buffer, int32_t length);
+IOCACHE_API int32_t cv_write(cv_canvas* canvas, int64_t offset, const void* buffer, int32_t length);
 /* Kept-open transfers; 0 or -255, failures are printed and leave cv_errno alone. Cache side. */
-IOCACHE_API int32_t cv_read2(cv_canvas *canvas, int64_t offset, void *buffer, int32_t length);
-IOCACHE_API int32_t cv_write2(cv_canvas *canvas, int64_t offset, const void *buffer, int32_t length);
+IOCACHE_API int32_t cv_read2(cv_canvas* canvas, int64_t offset, void* buffer, int32_t length);
+IOCACHE_API int32_t cv_write2(cv_canvas* canvas, int64_t offset, const void* buffer, int32_t length);
 /** Opens both streams, creating the file when there is none. Returns -30 (existed), -31 (created) or -255. */
 IOCACHE_API int32_t canvas_open_file(int32_t canvas);
 /** Closes both streams. Returns 0 or -255. */
 IOCACHE_API int32_t canvas_close_file(int32_t canvas);
 /** 0 when the file is readable (write = 0) or readable and writable, else -255. */
-IOCACHE_API int32_t cv_test_file(const char *path, int32_t write);
+IOCACHE_API int32_t cv_test_file(const char* path, int32_t write);
 /* Regions of the file and their place in memory. 0 or -255; an empty slot gives -255. */
 IOCACHE_API int32_t cv_read_header(int32_t canvas);
 IOCACHE_API int32_t cv_write_header(int32_t canvas);
@@ -446,7 +446,7 @@ IOCACHE_API int32_t cv_write_icon(int32_t canvas);
 /** Reads the stored reduced image into cv_visu_pic or cv_visu_mask; one larger than the buffer fails as a read. */
 IOCACHE_API int32_t cv_read_subsampled(int32_t canvas);
 /** Reads it into buffer, which holds the header's subsampled_bytes. */
-IOCACHE_API int32_t cv_read_subsampled_buffer(cv_canvas *canvas, void *buffer);
+IOCACHE_API int32_t cv_read_subsampled_buffer(cv_canvas* canvas, void* buffer);
 /** Writes cv_visu_pic or cv_visu_mask; -255 also when the file has no such region. */
 IOCACHE_API int32_t cv_write_subsampled(int32_t canvas);
 /** Writes Rbuf; -255 also when the file has no such region. */
@@ -454,44 +454,44 @@ IOCACHE_API int32_t cv_write_subsampled_Rbuf(int32_t canvas);
 IOCACHE_API int32_t cv_read_tile_table(int32_t canvas);
 IOCACHE_API int32_t cv_write_tile_table(int32_t canvas);
 IOCACHE_API int32_t cv_write_tile_table2(int32_t canvas);
-IOCACHE_API int32_t cv_read_tile(cv_tile *tile);
-IOCACHE_API int32_t cv_write_tile(cv_tile *tile);
+IOCACHE_API int32_t cv_read_tile(cv_tile* tile);
+IOCACHE_API int32_t cv_write_tile(cv_tile* tile);
 /** tqcms_proc (153600 bytes) read from the file, or null; cv_errno 1 no region, 2 wrong size, 3 no canvas. */
-IOCACHE_API uint8_t *cv_tqcms_proc_get(int32_t canvas);
+IOCACHE_API uint8_t* cv_tqcms_proc_get(int32_t canvas);
 /** Writes 153600 bytes. 0 or -255, codes as above. */
-IOCACHE_API int32_t cv_tqcms_proc_set(int32_t canvas, const void *data);
+IOCACHE_API int32_t cv_tqcms_proc_set(int32_t canvas, const void* data);
 /** ink_color_def (6144 bytes) read from the file, or null; codes as above. */
-IOCACHE_API uint8_t *cv_ink_color_def_get(int32_t canvas);
+IOCACHE_API uint8_t* cv_ink_color_def_get(int32_t canvas);
 /** Writes 6144 bytes. 0 or -255, codes as above. */
-IOCACHE_API int32_t cv_ink_color_def_set(int32_t canvas, const void *data);
+IOCACHE_API int32_t cv_ink_color_def_set(int32_t canvas, const void* data);
 /** Stores at most 64 bytes of name and rewrites the header. 0, or -255 with cv_errno 3. */
-IOCACHE_API int32_t cv_tqcms_procname_set(int32_t canvas, const char *name);
+IOCACHE_API int32_t cv_tqcms_procname_set(int32_t canvas, const char* name);
 /** The name inside the header buffer (64 bytes, no NUL when full), or null with cv_errno 3. */
-IOCACHE_API char *cv_tqcms_procname_get(int32_t canvas);
+IOCACHE_API char* cv_tqcms_procname_get(int32_t canvas);
 
 /** Moves a file, also across file systems. 0 or -255. */
-IOCACHE_API int32_t cv_rename_file(int32_t ignored, const char *from, const char *to);
+IOCACHE_API int32_t cv_rename_file(int32_t ignored, const char* from, const char* to);
 /** Copies a file through Rbuf. 0, or -255 with cv_errno 999211..999213; an empty source fails as a write. */
-IOCACHE_API int32_t copy_file_to_file(const char *from, const char *to);
+IOCACHE_API int32_t copy_file_to_file(const char* from, const char* to);
 /** Moves an open canvas's file. 0; -255 (canvas as it was); -256 with cv_errno 999224 after cv_killer. */
-IOCACHE_API int32_t canvas_rename_file(int32_t canvas, const char *new_path);
+IOCACHE_API int32_t canvas_rename_file(int32_t canvas, const char* new_path);
 /** Results of unlink on file_name and on subs_window_name; the canvas must be open. */
 IOCACHE_API int32_t canvas_unlink_file(int32_t canvas);
 IOCACHE_API int32_t canvas_unlink_subs_window(int32_t canvas);
 /* The separate window file: 4 MiB for a picture, 1 MiB for a mask. 0, or -255 with cv_errno 999216..999221. */
-IOCACHE_API int32_t canvas_write_subsampled_window(cv_canvas *canvas);
-IOCACHE_API int32_t canvas_write_subsampled_window_Rbuf(cv_canvas *canvas);
-IOCACHE_API int32_t canvas_read_subsampled_window(cv_canvas *canvas);
+IOCACHE_API int32_t canvas_write_subsampled_window(cv_canvas* canvas);
+IOCACHE_API int32_t canvas_write_subsampled_window_Rbuf(cv_canvas* canvas);
+IOCACHE_API int32_t canvas_read_subsampled_window(cv_canvas* canvas);
 /** Seeks fd past the header and icon of an older image. 0, or -1 with cv_errno 999214, 999215 (fd then closed). */
 IOCACHE_API int32_t skip_header(int32_t fd);
 /** Free bytes of the path's file system, modulo 4 GiB; 0 when it cannot be told. */
-IOCACHE_API uint32_t cv_get_disk_free(const char *path);
+IOCACHE_API uint32_t cv_get_disk_free(const char* path);
 /** Free blocks, and the block size through the pointer; 0 when it cannot be told. */
-IOCACHE_API int32_t cv_get_disk_free_blocks(const char *path, int32_t *block_size);
+IOCACHE_API int32_t cv_get_disk_free_blocks(const char* path, int32_t* block_size);
 /** Estimated bytes of a canvas file of this size. */
 IOCACHE_API int64_t cv_calculate_filesize(int32_t width, int32_t height, int32_t kind);
 /** The palette (cv_palet_ptr) and its length; stays the library's. */
-IOCACHE_API uint8_t *cv_ask_palet(int32_t *num_bytes);
+IOCACHE_API uint8_t* cv_ask_palet(int32_t* num_bytes);
 /** Frees the palette, if there is one. */
 IOCACHE_API void cv_free_palet(void);
 
@@ -499,64 +499,63 @@ IOCACHE_API void cv_free_palet(void);
 
 extern IOCACHE_API uint8_t cv_visu_pic[5242880];  /**< reduced image of the current picture: colour, then alpha */
 extern IOCACHE_API uint8_t cv_visu_mask[1048576]; /**< reduced image of the current mask */
-extern IOCACHE_API uint8_t *cv_visu_alfa;         /**< separate alpha plane of cv_visu_pic; the host sets it, or null */
+extern IOCACHE_API uint8_t* cv_visu_alfa;         /**< separate alpha plane of cv_visu_pic; the host sets it, or null */
 extern IOCACHE_API int32_t current_cutout;        /**< for the host; not read by the library */
 
 /* Geometry of tiles. -255 for an empty slot; no lock. */
-IOCACHE_API int32_t cv_ask_virt_param(int32_t canvas, int32_t *width, int32_t *height);
+IOCACHE_API int32_t cv_ask_virt_param(int32_t canvas, int32_t* width, int32_t* height);
 /** Tile number (row * tiles_across + column) of a pixel; outside the canvas it lies outside the grid. */
 IOCACHE_API int32_t cv_ask_tilenr(int32_t canvas, int32_t x, int32_t y);
 /** Pixel extent of a tile, clipped to 0 and to the current view's right and bottom. */
-IOCACHE_API void cv_ask_tile_limits(int32_t canvas, int32_t tile, int32_t *left, int32_t *top, int32_t *right,
-                                    int32_t *bottom);
-IOCACHE_API int32_t cv_ask_tile_dimensions(int32_t canvas, int32_t *across, int32_t *down);
-IOCACHE_API int32_t cv_ask_tile_sizes(int32_t canvas, int32_t *width, int32_t *height);
+IOCACHE_API void cv_ask_tile_limits(int32_t canvas, int32_t tile, int32_t* left, int32_t* top, int32_t* right,
+                                    int32_t* bottom);
+IOCACHE_API int32_t cv_ask_tile_dimensions(int32_t canvas, int32_t* across, int32_t* down);
+IOCACHE_API int32_t cv_ask_tile_sizes(int32_t canvas, int32_t* width, int32_t* height);
 /** Tile number when the pixel and its right, lower and lower-right neighbours share one tile, else -1. */
 IOCACHE_API int32_t cv_ask_tile_and_offset(int32_t canvas, int32_t x, int32_t y);
 
 /* Runs of pixels between flat buffers and the canvas: colour 4 bytes a pixel and alpha 1 byte (pictures), or 1 byte a
  * pixel and no alpha (masks). 0, or -255: empty slot, or a request that failed; pixels before it are transferred. */
-IOCACHE_API int32_t cv_getline(int32_t canvas, void *colour, void *alpha, int32_t y, int32_t x_first, int32_t x_last);
-IOCACHE_API int32_t cv_storeline(int32_t canvas, const void *colour, const void *alpha, int32_t y, int32_t x_first,
+IOCACHE_API int32_t cv_getline(int32_t canvas, void* colour, void* alpha, int32_t y, int32_t x_first, int32_t x_last);
+IOCACHE_API int32_t cv_storeline(int32_t canvas, const void* colour, const void* alpha, int32_t y, int32_t x_first,
                                  int32_t x_last);
-IOCACHE_API int32_t cv_getcolumn(int32_t canvas, void *colour, void *alpha, int32_t x, int32_t y_first,
-                                 int32_t y_last);
-IOCACHE_API int32_t cv_storecolumn(int32_t canvas, const void *colour, const void *alpha, int32_t x, int32_t y_first,
+IOCACHE_API int32_t cv_getcolumn(int32_t canvas, void* colour, void* alpha, int32_t x, int32_t y_first, int32_t y_last);
+IOCACHE_API int32_t cv_storecolumn(int32_t canvas, const void* colour, const void* alpha, int32_t x, int32_t y_first,
                                    int32_t y_last);
 /* Sampled pixels of a line or column into a reduced image. The tables must be those of the canvas. */
-IOCACHE_API int32_t cv_subsample_line_in_buf(int32_t canvas, const void *colour, const void *alpha, int32_t y,
-                                             int32_t x_first, int32_t x_last, void *target, void *alpha_target);
-IOCACHE_API int32_t cv_subsample_line(int32_t canvas, const void *colour, const void *alpha, int32_t y,
-                                      int32_t x_first, int32_t x_last);
-IOCACHE_API int32_t cv_subsample_column_in_buf(int32_t canvas, const void *colour, const void *alpha, int32_t x,
-                                               int32_t y_first, int32_t y_last, void *target, void *alpha_target);
-IOCACHE_API int32_t cv_subsample_column(int32_t canvas, const void *colour, const void *alpha, int32_t x,
+IOCACHE_API int32_t cv_subsample_line_in_buf(int32_t canvas, const void* colour, const void* alpha, int32_t y,
+                                             int32_t x_first, int32_t x_last, void* target, void* alpha_target);
+IOCACHE_API int32_t cv_subsample_line(int32_t canvas, const void* colour, const void* alpha, int32_t y, int32_t x_first,
+                                      int32_t x_last);
+IOCACHE_API int32_t cv_subsample_column_in_buf(int32_t canvas, const void* colour, const void* alpha, int32_t x,
+                                               int32_t y_first, int32_t y_last, void* target, void* alpha_target);
+IOCACHE_API int32_t cv_subsample_column(int32_t canvas, const void* colour, const void* alpha, int32_t x,
                                         int32_t y_first, int32_t y_last);
 /** One pixel: the colour word, with its alpha through the pointer (pictures), or the mask byte (alpha untouched).
  *  Outside the grid, or when the request fails: 0, alpha untouched. May be called from any thread. */
-IOCACHE_API uint32_t cv_ask_value_pixel(cv_canvas *canvas, int32_t x, int32_t y, uint32_t *alpha);
+IOCACHE_API uint32_t cv_ask_value_pixel(cv_canvas* canvas, int32_t x, int32_t y, uint32_t* alpha);
 /** The same, but a mask byte found in memory comes in the top 8 bits; one that had to be requested in the low 8. */
-IOCACHE_API uint32_t cv_ask_value_cutout(cv_canvas *canvas, int32_t x, int32_t y, uint32_t *alpha);
+IOCACHE_API uint32_t cv_ask_value_cutout(cv_canvas* canvas, int32_t x, int32_t y, uint32_t* alpha);
 /** The reduced image of a picture in a buffer that the caller frees with free(), or null. A canvas within the frame
  *  gives its colour plane, a larger one the stored image: colour plane, then alpha plane. */
-IOCACHE_API uint8_t *cv_get_visualisation(int32_t canvas, int32_t *width, int32_t *height);
+IOCACHE_API uint8_t* cv_get_visualisation(int32_t canvas, int32_t* width, int32_t* height);
 /** Copies a canvas within the frame into Xbuf: colour (or mask) at 0, alpha at 4194304. 0 or -255. */
 IOCACHE_API int32_t cv_get_lowres_visu(int32_t canvas);
 
 /* ==== Tile memory ================================================================================================ */
 
 /* Zones of 327,680 bytes, each one picture tile or five mask tiles. Cache side only; no lock. */
-extern IOCACHE_API uint8_t *cv_alloc_adress;        /**< start of zone 0 */
-extern IOCACHE_API int32_t cv_alloc_zones;          /**< number of zones */
-extern IOCACHE_API int32_t cv_alloc_zones_initial;  /**< the same, as set at start */
-extern IOCACHE_API uint8_t *cv_alloc_code;          /**< per zone: 0 free, 1 a picture tile, 5 mask tiles */
-extern IOCACHE_API uint32_t *cv_alloc_bits;         /**< per zone: bit i set when block i is in use */
-extern IOCACHE_API int32_t cv_alloc_curr_size;      /**< bytes wanted, or of the block freed last */
-extern IOCACHE_API int32_t cv_alloc_curr_code;      /**< zone kind of that size; also blocks in such a zone */
-extern IOCACHE_API int32_t cv_alloc_curr_and;       /**< occupancy of a full zone of that kind */
-extern IOCACHE_API int32_t cv_alloc_curr_nr;        /**< zone of the current block, -1 for none */
-extern IOCACHE_API int32_t cv_alloc_curr_index;     /**< index of the block in its zone */
-extern IOCACHE_API uint8_t *cv_alloc_curr_adress;   /**< address of the current block */
+extern IOCACHE_API uint8_t* cv_alloc_adress;       /**< start of zone 0 */
+extern IOCACHE_API int32_t cv_alloc_zones;         /**< number of zones */
+extern IOCACHE_API int32_t cv_alloc_zones_initial; /**< the same, as set at start */
+extern IOCACHE_API uint8_t* cv_alloc_code;         /**< per zone: 0 free, 1 a picture tile, 5 mask tiles */
+extern IOCACHE_API uint32_t* cv_alloc_bits;        /**< per zone: bit i set when block i is in use */
+extern IOCACHE_API int32_t cv_alloc_curr_size;     /**< bytes wanted, or of the block freed last */
+extern IOCACHE_API int32_t cv_alloc_curr_code;     /**< zone kind of that size; also blocks in such a zone */
+extern IOCACHE_API int32_t cv_alloc_curr_and;      /**< occupancy of a full zone of that kind */
+extern IOCACHE_API int32_t cv_alloc_curr_nr;       /**< zone of the current block, -1 for none */
+extern IOCACHE_API int32_t cv_alloc_curr_index;    /**< index of the block in its zone */
+extern IOCACHE_API uint8_t* cv_alloc_curr_adress;  /**< address of the current block */
 
 /** Maps size bytes and makes every zone free. 0, or -256 with cv_errno 999012 after cv_killer. */
 IOCACHE_API int32_t cv_alloc_init(int64_t size);
@@ -565,32 +564,32 @@ IOCACHE_API int32_t cv_alloc_fill_in_current(void);
 /** Finds a block of cv_alloc_curr_size bytes without taking it. 0, or -255 when there is no room. */
 IOCACHE_API int32_t cv_alloc_search_place(void);
 /** Takes the current block and returns its address. */
-IOCACHE_API uint8_t *cv_alloc_malloc(void);
+IOCACHE_API uint8_t* cv_alloc_malloc(void);
 /** Gives back the block at address and leaves it described as the current one. */
-IOCACHE_API void cv_alloc_free(void *address);
+IOCACHE_API void cv_alloc_free(void* address);
 
 /* ==== Reduced images ============================================================================================= */
 
 /* Coordinate tables of the canvas for which canvas_make_tables was called last. */
 extern IOCACHE_API int16_t cv_xvirttbl[1024]; /**< per frame column the canvas column shown there, -1 for none */
 extern IOCACHE_API int16_t cv_yvirttbl[1024]; /**< the same for rows */
-extern IOCACHE_API int16_t *cv_xsubtbl;       /**< per canvas column: frame column * 16, plus 1 when it is sampled */
-extern IOCACHE_API int16_t *cv_ysubtbl;       /**< the same for rows; both indexed from the canvas's own bounds */
+extern IOCACHE_API int16_t* cv_xsubtbl;       /**< per canvas column: frame column * 16, plus 1 when it is sampled */
+extern IOCACHE_API int16_t* cv_ysubtbl;       /**< the same for rows; both indexed from the canvas's own bounds */
 extern IOCACHE_API int32_t cv_txsubtbl;       /**< for the host; not used by the library */
 extern IOCACHE_API int32_t cv_tysubtbl;       /**< for the host; not used by the library */
 
 /** Builds the tables for a canvas; an empty slot does nothing. Returns 0. */
 IOCACHE_API int32_t canvas_make_tables(int32_t canvas);
 /** Sets the record's dirty_mask for views of this level (0..3); others leave it. */
-IOCACHE_API void cv_set_dirtybits_mask(cv_canvas *canvas, int32_t level);
+IOCACHE_API void cv_set_dirtybits_mask(cv_canvas* canvas, int32_t level);
 /* Bring one tile into a reduced image: the library's buffers, Rbuf, or the given one. Tables as above. */
 IOCACHE_API void cv_update_virt_subsampled_tile(int32_t canvas, int32_t tile);
 IOCACHE_API void cv_update_virt_subsampled_ptile(int32_t canvas, int32_t tile);
 IOCACHE_API void cv_update_virt_subsampled_ptile_Rbuf(int32_t canvas, int32_t tile);
-IOCACHE_API void cv_update_virt_subsampled_ptile_buffer(int32_t canvas, int32_t tile, void *buffer);
+IOCACHE_API void cv_update_virt_subsampled_ptile_buffer(int32_t canvas, int32_t tile, void* buffer);
 IOCACHE_API void cv_update_virt_subsampled_mtile(int32_t canvas, int32_t tile);
 IOCACHE_API void cv_update_virt_subsampled_mtile_Rbuf(int32_t canvas, int32_t tile);
-IOCACHE_API void cv_update_virt_subsampled_mtile_buffer(int32_t canvas, int32_t tile, void *buffer);
+IOCACHE_API void cv_update_virt_subsampled_mtile_buffer(int32_t canvas, int32_t tile, void* buffer);
 /** One pixel into cv_visu_pic and cv_visu_alfa, when its column and row are sampled; geometry of current_cp. */
 IOCACHE_API void cv_subsample_ppixel(int32_t x, int32_t y, uint32_t value, int32_t alpha);
 /** One pixel into cv_visu_mask likewise; geometry of current_cp, as meant. */
@@ -599,12 +598,12 @@ IOCACHE_API void cv_subsample_mpixel(int32_t x, int32_t y, int32_t value);
 IOCACHE_API int32_t cv_resample_picture(void);
 IOCACHE_API int32_t cv_resample_mask(void);
 /* Icons from a reduced image, into the record's icon buffer. */
-IOCACHE_API int32_t cv_make_pic_buffer_icon(cv_canvas *canvas, const void *source);
-IOCACHE_API int32_t cv_make_mask_buffer_icon(cv_canvas *canvas, const void *source);
-IOCACHE_API void cv_make_pic_icon(cv_canvas *canvas);
-IOCACHE_API void cv_make_pic_icon_Rbuf(cv_canvas *canvas);
-IOCACHE_API void cv_make_mask_icon(cv_canvas *canvas);
-IOCACHE_API void cv_make_mask_icon_Rbuf(cv_canvas *canvas);
+IOCACHE_API int32_t cv_make_pic_buffer_icon(cv_canvas* canvas, const void* source);
+IOCACHE_API int32_t cv_make_mask_buffer_icon(cv_canvas* canvas, const void* source);
+IOCACHE_API void cv_make_pic_icon(cv_canvas* canvas);
+IOCACHE_API void cv_make_pic_icon_Rbuf(cv_canvas* canvas);
+IOCACHE_API void cv_make_mask_icon(cv_canvas* canvas);
+IOCACHE_API void cv_make_mask_icon_Rbuf(cv_canvas* canvas);
 /** Clears the pixels of edge tiles that lie outside the image. */
 IOCACHE_API void cv_clear_side(int32_t canvas);
 /** Rebuilds and stores reduced image and icon of a file that was not closed. */
@@ -615,45 +614,45 @@ IOCACHE_API int32_t cv_unlink_zoom(int32_t canvas);
 /* ==== Older formats ============================================================================================== */
 
 /** Turns a file of the older block format into a canvas file of the same name. 0 or -255 with cv_errno 999134..146. */
-IOCACHE_API int32_t cv_convert_old_file(const char *path);
+IOCACHE_API int32_t cv_convert_old_file(const char* path);
 /** Turns an open version-1 canvas into a current one. Returns the new canvas's number (the old one is closed), or
  *  -255 with cv_errno 999147. */
 IOCACHE_API int32_t cv_transform_v1_to_v10(int32_t canvas);
 
 /* ==== Supplied by the host ======================================================================================= */
 
-typedef void (*MP_function)(void *args);
+typedef void (*MP_function)(void* args);
 
 /** One configuration item. Returns -1 when it is not configured; else stores its text or number. */
-IOCACHE_HOST int32_t config_get(int32_t item, const char **text, int32_t *number);
-IOCACHE_HOST int32_t m_get_numprocs(void); /**< processors of the machine */
-IOCACHE_HOST int32_t MP_init(void);        /**< starts the workers; -1 on failure */
-IOCACHE_HOST void MP_exit(void);           /**< ends them */
+IOCACHE_HOST int32_t config_get(int32_t item, const char** text, int32_t* number);
+IOCACHE_HOST int32_t m_get_numprocs(void);           /**< processors of the machine */
+IOCACHE_HOST int32_t MP_init(void);                  /**< starts the workers; -1 on failure */
+IOCACHE_HOST void MP_exit(void);                     /**< ends them */
 IOCACHE_HOST int32_t MP_set_nr_procs(int32_t count); /**< asks for a number of workers; returns what is granted */
 IOCACHE_HOST int32_t MP_get_nr_procs(void);
-IOCACHE_HOST void MP_def_lock(void **lock);
-IOCACHE_HOST void MP_free_lock(void *lock);
-IOCACHE_HOST void MP_set_lock(void *lock);
-IOCACHE_HOST void MP_unset_lock(void *lock);
+IOCACHE_HOST void MP_def_lock(void** lock);
+IOCACHE_HOST void MP_free_lock(void* lock);
+IOCACHE_HOST void MP_set_lock(void* lock);
+IOCACHE_HOST void MP_unset_lock(void* lock);
 IOCACHE_HOST void MP_def_proc_fun(int32_t worker, MP_function function);
 IOCACHE_HOST MP_function MP_get_proc_fun(void);
-IOCACHE_HOST void MP_def_proc_args(int32_t worker, void *args);
+IOCACHE_HOST void MP_def_proc_args(int32_t worker, void* args);
 IOCACHE_HOST int32_t MP_run_procs(void); /**< runs every worker's function once; returns when all passed MP_barrier */
 IOCACHE_HOST void MP_barrier(void);      /**< the last thing a worker's function does */
-IOCACHE_HOST void wrt_err(const char *text);
+IOCACHE_HOST void wrt_err(const char* text);
 IOCACHE_HOST void killer(void);
-IOCACHE_HOST char *canvas_create_new_filename(int32_t kind); /**< the host's storage; null when there is none */
-IOCACHE_HOST int32_t start_another_program(const char *name); /**< runs it and waits; -1 on failure */
+IOCACHE_HOST char* canvas_create_new_filename(int32_t kind);  /**< the host's storage; null when there is none */
+IOCACHE_HOST int32_t start_another_program(const char* name); /**< runs it and waits; -1 on failure */
 
 extern IOCACHE_HOST int32_t nr_procs;     /**< workers */
 extern IOCACHE_HOST int32_t proc_args[8]; /**< each worker's own number */
-extern IOCACHE_HOST void *cnt_lock;       /**< guards MP_line during a run */
+extern IOCACHE_HOST void* cnt_lock;       /**< guards MP_line during a run */
 /* Shared buffers. bufR and Xbuf must hold everything the library writes: 5 MiB of image for the default 1024 x 1024
  * frame, 9.3 MiB for the remake of a picture; a host gives 16 MiB. Zbuf is only tested for null. */
 extern IOCACHE_HOST uint8_t bufR[];
-extern IOCACHE_HOST uint8_t *Rbuf;
-extern IOCACHE_HOST uint8_t *Xbuf;
-extern IOCACHE_HOST uint8_t *Zbuf;
+extern IOCACHE_HOST uint8_t* Rbuf;
+extern IOCACHE_HOST uint8_t* Xbuf;
+extern IOCACHE_HOST uint8_t* Zbuf;
 
 /* Parameters of the worker functions; saved and restored around a program that makes room on a full disk. */
 extern IOCACHE_HOST int32_t MP_startx, MP_endx, MP_starty, MP_endy, MP_x, MP_y, MP_wid, MP_height, MP_blw, MP_trans,

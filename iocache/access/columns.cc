@@ -51,8 +51,7 @@ int32_t cv_getcolumn(int32_t canvas, void* colour, void* alpha, int32_t x, int32
                            }
                            copy_strided<picture_pixel_bytes>(colours + position * picture_pixel_bytes,
                                                              picture_pixel_bytes, tile.pixel, stride, pixels);
-                           copy_strided<1>(alphas + position, 1, tile.alfa_pixel, stride / picture_pixel_bytes,
-                                           pixels);
+                           copy_strided<1>(alphas + position, 1, tile.alfa_pixel, stride / picture_pixel_bytes, pixels);
                        });
 }
 
@@ -64,17 +63,15 @@ int32_t cv_storecolumn(int32_t canvas, const void* colour, const void* alpha, in
     const auto* const colours = static_cast<const uint8_t*>(colour);
     const auto* const alphas = static_cast<const uint8_t*>(alpha);
     const bool is_picture = record->kind == canvas::picture_kind;
-    return walk_column(canvas, x, y_first, y_last, true,
-                       [=](const cv_tile_request& tile, size_t position, size_t pixels) {
-                           const auto stride = static_cast<size_t>(tile.line_bytes);
-                           if (!is_picture) {
-                               copy_strided<1>(tile.pixel, stride, colours + position, 1, pixels);
-                               return;
-                           }
-                           copy_strided<picture_pixel_bytes>(tile.pixel, stride,
-                                                             colours + position * picture_pixel_bytes,
-                                                             picture_pixel_bytes, pixels);
-                           copy_strided<1>(tile.alfa_pixel, stride / picture_pixel_bytes, alphas + position, 1,
-                                           pixels);
-                       });
+    return walk_column(
+        canvas, x, y_first, y_last, true, [=](const cv_tile_request& tile, size_t position, size_t pixels) {
+            const auto stride = static_cast<size_t>(tile.line_bytes);
+            if (!is_picture) {
+                copy_strided<1>(tile.pixel, stride, colours + position, 1, pixels);
+                return;
+            }
+            copy_strided<picture_pixel_bytes>(tile.pixel, stride, colours + position * picture_pixel_bytes,
+                                              picture_pixel_bytes, pixels);
+            copy_strided<1>(tile.alfa_pixel, stride / picture_pixel_bytes, alphas + position, 1, pixels);
+        });
 }

@@ -42,8 +42,7 @@ int32_t cv_getline(int32_t canvas, void* colour, void* alpha, int32_t y, int32_t
                      });
 }
 
-int32_t cv_storeline(int32_t canvas, const void* colour, const void* alpha, int32_t y, int32_t x_first,
-                     int32_t x_last)
+int32_t cv_storeline(int32_t canvas, const void* colour, const void* alpha, int32_t y, int32_t x_first, int32_t x_last)
 {
     const cv_canvas* const record = canvas::find(canvas);
     if (record == nullptr) return -255;

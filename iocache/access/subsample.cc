@@ -39,11 +39,14 @@ class pixel_writer {
 public:
     pixel_writer(const cv_canvas& record, const reduced_planes& target, const void* colour, const void* alpha,
                  int64_t first, int64_t stride)
-        : target_(target), colour_(static_cast<const uint8_t*>(colour)), alpha_(static_cast<const uint8_t*>(alpha)),
-          is_picture_(record.kind == canvas::picture_kind), place_(first), stride_(stride),
+        : target_(target),
+          colour_(static_cast<const uint8_t*>(colour)),
+          alpha_(static_cast<const uint8_t*>(alpha)),
+          is_picture_(record.kind == canvas::picture_kind),
+          place_(first),
+          stride_(stride),
           end_(reduced::reduced_pixels(record.geom))
-    {
-    }
+    {}
 
     // The pixel at this position of the run goes to the next place.
     void put(int64_t position)

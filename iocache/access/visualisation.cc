@@ -1,8 +1,8 @@
 // Whole low-resolution images for the host: the stored reduced image, or the canvas itself when it fits the frame.
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <algorithm>
 #include <memory>
 
 #include "iocache/access/access.h"

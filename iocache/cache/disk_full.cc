@@ -14,7 +14,7 @@ namespace {
 using namespace iocache;
 using namespace iocache::cache;
 
-constexpr int64_t stow_bytes = 4'194'304;    // what the other program may use of Rbuf
+constexpr int64_t stow_bytes = 4'194'304;        // what the other program may use of Rbuf
 constexpr int32_t least_free_bytes = 1'048'577;  // more than 1 MiB
 
 int32_t refusal = 0;             // not 0: fail at once, ask nobody
@@ -42,12 +42,12 @@ public:
 
 private:
     static constexpr int32_t* numbers[] = {
-        &MP_startx,      &MP_endx,        &MP_starty,     &MP_endy,        &MP_x,           &MP_y,
-        &MP_wid,         &MP_height,      &MP_blw,        &MP_trans,       &MP_trans2,      &MP_type,
-        &MP_press_limit, &MP_opac_limit,  &MP_x_offset,   &MP_y_offset,    &MP_plinewid,    &MP_alinewid,
-        &MP_alfa_linewid, &MP_alfa_inc,   &MP_mlinewid,   &MP_slinewid,    &MP_tilewid,     &MP_visu_wid,
-        &MP_sx_offset,   &MP_sy_offset,   &MP_noise,      &MP_line,        &MP_count,       &MP_subx,
-        &MP_suby,        &MP_swidth,      &MP_sat_limit,  &MP_val_limit,   &MP_hue_limit,   &MP_col1,
+        &MP_startx,       &MP_endx,       &MP_starty,    &MP_endy,      &MP_x,         &MP_y,
+        &MP_wid,          &MP_height,     &MP_blw,       &MP_trans,     &MP_trans2,    &MP_type,
+        &MP_press_limit,  &MP_opac_limit, &MP_x_offset,  &MP_y_offset,  &MP_plinewid,  &MP_alinewid,
+        &MP_alfa_linewid, &MP_alfa_inc,   &MP_mlinewid,  &MP_slinewid,  &MP_tilewid,   &MP_visu_wid,
+        &MP_sx_offset,    &MP_sy_offset,  &MP_noise,     &MP_line,      &MP_count,     &MP_subx,
+        &MP_suby,         &MP_swidth,     &MP_sat_limit, &MP_val_limit, &MP_hue_limit, &MP_col1,
         &MP_col2};
     static constexpr uint8_t** pointers[] = {&MP_target, &MP_alfa_target, &MP_alfa,       &MP_buffer,
                                              &MP_ovl,    &MP_source,      &MP_alfa_source};

@@ -36,8 +36,8 @@ lookup iocache::cache::find_tile(cv_tile_request& request)
         cv_tile* const tile = cached_tile(*record, place.index);
         // Two first writes are not the client's job: one that the zoom canvas must keep the old tile of, and one to a
         // tile that is being written to the file at this moment.
-        const bool hit = tile != nullptr && (request.write == 0 || (!entry_of(*tile).writing &&
-                                                                    !zoom_still_needs(*record, place.index)));
+        const bool hit = tile != nullptr &&
+                         (request.write == 0 || (!entry_of(*tile).writing && !zoom_still_needs(*record, place.index)));
         request.tile = hit ? tile : nullptr;
         if (!hit) return lookup::miss;
         if (request.write != 0) {

@@ -5,7 +5,7 @@
 
 namespace iocache::cache::opcode {
 
-inline constexpr int32_t failed = -255;  // left in parg by a request that the cache side could not serve
+inline constexpr int32_t failed = -255;    // left in parg by a request that the cache side could not serve
 inline constexpr int32_t tiles_first = 1;  // the tiles of slots 0 .. opcode - 1
 inline constexpr int32_t tiles_last = 3;
 inline constexpr int32_t flush_all = 11;
@@ -13,8 +13,8 @@ inline constexpr int32_t pre_write = 20;  // nobody waits for it
 inline constexpr int32_t flush_canvas = 21;
 inline constexpr int32_t write_canvas = 22;
 inline constexpr int32_t drop_canvas = 23;
-inline constexpr int32_t picture_pixel = 31;  // never sent to the cache process
-inline constexpr int32_t mask_pixel = 32;     // likewise
+inline constexpr int32_t picture_pixel = 31;   // never sent to the cache process
+inline constexpr int32_t mask_pixel = 32;      // likewise
 inline constexpr int32_t one_tile_first = 41;  // the tile of slot opcode - 41
 inline constexpr int32_t one_tile_last = 43;
 inline constexpr int32_t open_stream = 50;

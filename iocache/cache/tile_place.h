@@ -74,13 +74,12 @@ inline void fill_results(cv_tile_request& request, const cv_canvas& canvas, cons
     request.run_y = run_towards(request.y, request.y_end, place.y_in_tile, rows_held(canvas));
     request.buffer = tile.buffer;
     request.line_bytes = canvas.tile_line_bytes;
-    request.pixel = tile.buffer + int64_t{place.y_in_tile} * canvas.tile_line_bytes +
-                    (place.x_in_tile << canvas.pixel_shift);
+    request.pixel =
+        tile.buffer + int64_t{place.y_in_tile} * canvas.tile_line_bytes + (place.x_in_tile << canvas.pixel_shift);
     if (canvas.kind == canvas::picture_kind) {
         request.alfa_buffer = tile.buffer + tile_offset_alfa;
         request.alfa_line_bytes = request.line_bytes >> 2;
-        request.alfa_pixel =
-            request.alfa_buffer + int64_t{place.y_in_tile} * request.alfa_line_bytes + place.x_in_tile;
+        request.alfa_pixel = request.alfa_buffer + int64_t{place.y_in_tile} * request.alfa_line_bytes + place.x_in_tile;
     } else {
         request.alfa_buffer = nullptr;
         request.alfa_line_bytes = 0;

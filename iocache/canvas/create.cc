@@ -20,6 +20,7 @@ using namespace iocache::canvas;
 using setup::fail;
 using setup::failure;
 
+// clang-format off
 //                                result  error   message
 constexpr failure no_free_slot       {-1, 999103, "Create canvas : No more canvasses available !"};
 constexpr failure unknown_kind       {-2, 999104, "Create canvas : illegal parameters"};
@@ -40,6 +41,7 @@ constexpr failure no_tile_cache     {-14, 999116, "Create canvas : malloc proble
 constexpr failure no_tile_table     {-15, 999117, "Create canvas : malloc problem"};
 constexpr failure table_not_written {-16, 999118, "Create canvas : cannot write tile table"};
 constexpr failure no_tile_flags     {-17, 999119, "Create canvas : malloc problem"};
+// clang-format on
 
 constexpr int32_t open_failed = -255;
 constexpr int32_t was_there = -30;

@@ -154,8 +154,7 @@ inline void swap_header(std::span<uint8_t, header_bytes> header)
 inline void swap_table(std::span<int32_t> entries)
 {
     if constexpr (std::endian::native == std::endian::big) return;
-    for (int32_t& entry : entries)
-        entry = static_cast<int32_t>(__builtin_bswap32(static_cast<uint32_t>(entry)));
+    for (int32_t& entry : entries) entry = static_cast<int32_t>(__builtin_bswap32(static_cast<uint32_t>(entry)));
 }
 
 }  // namespace iocache::canvas

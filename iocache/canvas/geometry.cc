@@ -67,8 +67,7 @@ int64_t iocache::canvas::pixel_count(const extent& bounds)
 {
     const int64_t width = int64_t{bounds.x_max} - bounds.x_min + 1;
     const int64_t height = int64_t{bounds.y_max} - bounds.y_min + 1;
-    return width > std::numeric_limits<int64_t>::max() / height ? std::numeric_limits<int64_t>::max()
-                                                                : width * height;
+    return width > std::numeric_limits<int64_t>::max() / height ? std::numeric_limits<int64_t>::max() : width * height;
 }
 
 int64_t iocache::canvas::reduced_image_bytes(const cv_canvas& record)

@@ -21,6 +21,7 @@ using namespace iocache::canvas;
 using setup::fail;
 using setup::failure;
 
+// clang-format off
 //                                result  error   message
 constexpr failure not_readable     {-255, 999120, "File not readable"};
 constexpr failure no_free_slot       {-1, 999121, "Create canvas : No more canvasses available !"};
@@ -39,6 +40,7 @@ constexpr failure no_tile_flags     {-16, 999132, "Create canvas : malloc proble
 constexpr failure wrong_size        {-80, 999400, "File is corrupted : size is not correct"};
 constexpr failure wrong_table       {-80, 999400, "File is corrupted : tile table is not correct"};
 constexpr failure not_transformed  {-255, 999133, "Error in transformation of version_filetype = 1"};
+// clang-format on
 
 enum class may_convert { yes, no };  // a converted file is opened once more, never converted again
 

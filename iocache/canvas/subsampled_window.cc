@@ -15,10 +15,10 @@ constexpr size_t picture_window_bytes = 4'194'304;
 constexpr size_t mask_window_bytes = 1'048'576;
 
 //                              result  error   message
-constexpr setup::failure no_target {-255, 999216, "cannot open file for subsampled window"};
-constexpr setup::failure not_written {-255, 999217, "cannot write file for subsampled window"};
-constexpr setup::failure no_source {-255, 999220, "cannot open file for subsampled window"};
-constexpr setup::failure not_read {-255, 999221, "cannot read file for subsampled window"};
+constexpr setup::failure no_target{-255, 999216, "cannot open file for subsampled window"};
+constexpr setup::failure not_written{-255, 999217, "cannot write file for subsampled window"};
+constexpr setup::failure no_source{-255, 999220, "cannot open file for subsampled window"};
+constexpr setup::failure not_read{-255, 999221, "cannot read file for subsampled window"};
 
 struct close_file {
     void operator()(FILE* file) const { std::fclose(file); }
@@ -39,8 +39,7 @@ int32_t write_window(const cv_canvas& record, const uint8_t* source)
 {
     const owned_file file(open_stream(record.subs_window_name, "w+"));
     if (file == nullptr) return setup::fail(no_target);
-    const bool written =
-        std::fwrite(source, window_bytes(record), 1, file.get()) == 1 && std::fflush(file.get()) == 0;
+    const bool written = std::fwrite(source, window_bytes(record), 1, file.get()) == 1 && std::fflush(file.get()) == 0;
     return written ? 0 : setup::fail(not_written);
 }
 

@@ -72,9 +72,9 @@ int32_t conclude(cv_canvas& record, outcome result, const reported& how)
         return 0;
     }
     const bool in_seek = result == outcome::seek_failed;
-    setup::report(in_seek ? how.seek_error : how.transfer_error,
-                  setup::format_message("%s failed on %d %s\n", in_seek ? "seek" : how.verb, record.index,
-                                        record.base_name));
+    setup::report(
+        in_seek ? how.seek_error : how.transfer_error,
+        setup::format_message("%s failed on %d %s\n", in_seek ? "seek" : how.verb, record.index, record.base_name));
     return -255;
 }
 
@@ -82,9 +82,8 @@ int32_t conclude(cv_canvas& record, outcome result, const reported& how)
 int32_t print_outcome(const cv_canvas& record, outcome result, const char* verb)
 {
     if (result == outcome::done) return 0;
-    setup::print_plainly(setup::format_message("%s failed on canvas %d %s\n",
-                                               result == outcome::seek_failed ? "seek" : verb, record.index,
-                                               record.base_name));
+    setup::print_plainly(setup::format_message(
+        "%s failed on canvas %d %s\n", result == outcome::seek_failed ? "seek" : verb, record.index, record.base_name));
     return -255;
 }
 

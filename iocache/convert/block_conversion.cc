@@ -26,6 +26,7 @@ using namespace iocache::convert;
 using setup::fail;
 using setup::failure;
 
+// clang-format off
 //                                        result  error   message
 constexpr failure no_header_buffer       {-255, 999134, "convert old file : malloc problem"};
 constexpr failure cannot_open            {-255, 999135, "convert old file : open error"};
@@ -40,6 +41,7 @@ constexpr failure no_new_name            {-255, 999146, "maximum number of defau
 constexpr failure not_created            {-255, 999143, "convert old file : cannot create canvas"};
 constexpr failure no_seek_to_blocks      {-255, 999144, "convert old file : seek problem"};
 constexpr failure block_not_read         {-255, 999145, "convert old file : read problem"};
+// clang-format on
 
 constexpr int32_t header_buffer_bytes = 4096;
 
@@ -91,8 +93,8 @@ int32_t open_old_file(const char* path, old_file& file)
     file.stream.reset(canvas::open_stream(path, "r+"));
     if (file.stream == nullptr) return fail(cannot_open);
     if (!file.read(file.header.get(), block_header_bytes)) return fail(header_not_read);
-    file.image = parse_block_header(
-        std::span<const uint8_t, block_header_bytes>(file.header.get(), size_t{block_header_bytes}));
+    file.image =
+        parse_block_header(std::span<const uint8_t, block_header_bytes>(file.header.get(), size_t{block_header_bytes}));
     if (!file.image.is_possible(file.length())) return fail(header_not_read);
     file.block = allocate(file.image.block_bytes());
     if (file.block == nullptr) return fail(file.image.is_picture ? no_picture_block : no_mask_block);
@@ -126,8 +128,8 @@ bool tiles_hold_blocks()
 int32_t create_canvas(const block_image& image, const char* name)
 {
     if (!tiles_hold_blocks() || canvas_if_already_open(name) >= 0) return -255;
-    return canvas_new(name, image.is_picture ? canvas::picture_kind : canvas::mask_kind, 0, 0, image.x_max,
-                      image.y_max, 0, 0);
+    return canvas_new(name, image.is_picture ? canvas::picture_kind : canvas::mask_kind, 0, 0, image.x_max, image.y_max,
+                      0, 0);
 }
 
 // The reduced image in Rbuf follows the tile that holds (x, y).

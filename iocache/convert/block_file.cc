@@ -33,8 +33,7 @@ int64_t blocks_for(int32_t last_pixel)
 
 }  // namespace
 
-iocache::convert::block_image iocache::convert::parse_block_header(
-    std::span<const uint8_t, block_header_bytes> header)
+iocache::convert::block_image iocache::convert::parse_block_header(std::span<const uint8_t, block_header_bytes> header)
 {
     return {number_at(header, x_max_at),
             number_at(header, y_max_at),

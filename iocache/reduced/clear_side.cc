@@ -101,5 +101,6 @@ void cv_clear_side(int32_t canvas)
     if (right != 0)
         walk_column(*record, view.x_max, [&](const cv_tile_request& tile) { clear_beside(*record, tile, 1, right); });
     if (left != 0)
-        walk_column(*record, view.x_min, [&](const cv_tile_request& tile) { clear_beside(*record, tile, -left, left); });
+        walk_column(*record, view.x_min,
+                    [&](const cv_tile_request& tile) { clear_beside(*record, tile, -left, left); });
 }

@@ -17,9 +17,8 @@ constexpr double rounding_guard = 0.01;  // keeps the last entry from falling ju
 // sum is added up, not multiplied out.
 std::vector<int32_t> icon_table(int32_t icon_width, int32_t icon_height, const cv_geometry& view)
 {
-    const double factor = view.lres_height < view.lres_width
-                              ? static_cast<double>(view.lres_width) / icon_width
-                              : static_cast<double>(view.lres_height) / icon_height;
+    const double factor = view.lres_height < view.lres_width ? static_cast<double>(view.lres_width) / icon_width
+                                                             : static_cast<double>(view.lres_height) / icon_height;
     std::vector<int32_t> table(static_cast<size_t>(std::max(icon_width, icon_height)) + 1);
     double sum = 0.0;
     for (int32_t& entry : table) {

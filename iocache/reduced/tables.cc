@@ -129,10 +129,10 @@ int32_t canvas_make_tables(int32_t canvas)
     const cv_canvas* const record = canvas::find(canvas);
     if (record == nullptr) return 0;
     const cv_geometry& view = record->geom;
-    const axis columns{cv_max_lres_hor, view.frame_x, view.x_min, view.width, record->geom_orig.width,
-                       view.scale,      view.step};
-    const axis rows{cv_max_lres_vert, view.frame_y, view.y_min, view.height, record->geom_orig.height,
-                    view.scale,       view.step};
+    const axis columns{cv_max_lres_hor,         view.frame_x, view.x_min, view.width,
+                       record->geom_orig.width, view.scale,   view.step};
+    const axis rows{cv_max_lres_vert,         view.frame_y, view.y_min, view.height,
+                    record->geom_orig.height, view.scale,   view.step};
     make_tables(columns, cv_xvirttbl, column_table, cv_xsubtbl);
     make_tables(rows, cv_yvirttbl, row_table, cv_ysubtbl);
     return 0;

@@ -14,7 +14,7 @@ namespace {
 using namespace iocache;
 
 constexpr int64_t mebibyte = 1'048'576;
-constexpr int32_t memory_class = 3;      // inventory class and type of the main-memory record
+constexpr int32_t memory_class = 3;  // inventory class and type of the main-memory record
 constexpr int32_t main_memory_type = 1;
 constexpr int32_t shared_buffer_mebibytes = 5;  // added when the host has its large shared buffer
 constexpr int32_t kept_memory_item = 49;

@@ -35,8 +35,7 @@ void iocache::zones::make_current(int32_t zone, int32_t index)
 {
     cv_alloc_curr_nr = zone;
     cv_alloc_curr_index = index;
-    cv_alloc_curr_adress =
-        cv_alloc_adress + int64_t{zone} * zone_bytes + int64_t{index} * cv_alloc_curr_size;
+    cv_alloc_curr_adress = cv_alloc_adress + int64_t{zone} * zone_bytes + int64_t{index} * cv_alloc_curr_size;
 }
 
 int32_t cv_alloc_fill_in_current(void)

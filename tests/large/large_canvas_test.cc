@@ -42,7 +42,7 @@ TEST_P(large_canvas, slots_across_2_and_4_gib_keep_their_bytes)
     ASSERT_EQ(canvas_close(canvas), 0);
 
     // A row of tiles is 118 slots of 320 KiB, 38 MB: two rows around each border, so that slots lie on both sides.
-    constexpr int64_t slot_row = (large_side + tile_large_side - 1) / tile_side;
+    constexpr int64_t slot_row = (large_side + tile_side - 1) / tile_side;
     std::vector<int32_t> rows_written;
     int32_t next_tile_row = 0;
     for (const int64_t border : {2 * gibibyte, 4 * gibibyte}) {
