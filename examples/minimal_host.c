@@ -27,7 +27,7 @@ struct line {
 
 static void draw(struct line* line)
 {
-    for (int x = 0; x < width; ++x) {
+    for (size_t x = 0; x < width; ++x) {
         uint8_t* const pixel = line->colour + x * bytes_per_pixel;
         pixel[0] = (uint8_t)(x * 255 / (width - 1)); /* cyan grows from left to right */
         pixel[1] = (uint8_t)(255 - pixel[0]);        /* magenta shrinks */

@@ -51,15 +51,15 @@ TEST_F(meeting, of_five_takes_place_in_every_round)
     constexpr int parties = 5;
     constexpr int rounds = 500;
     std::atomic<int> arrivals{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < parties; ++i) {
-        threads.emplace_back([&] {
+    std::vector<std::thread> threads(parties);
+    for (std::thread& thread : threads) {
+        thread = std::thread{[&] {
             for (int round = 1; round <= rounds; ++round) {
                 ++arrivals;
                 ASSERT_EQ(barrier(place, parties), 0);
                 ASSERT_GE(arrivals, round * parties);
             }
-        });
+        }};
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(arrivals, parties * rounds);
@@ -83,9 +83,9 @@ TEST_F(meeting, that_cannot_take_place_any_more_releases_all_who_wait)
 {
     constexpr int waiters = 3;
     std::atomic<int> refused{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < waiters; ++i) {
-        threads.emplace_back([&] { refused += barrier(place, waiters + 1) == -255; });
+    std::vector<std::thread> threads(waiters);
+    for (std::thread& thread : threads) {
+        thread = std::thread{[&] { refused += barrier(place, waiters + 1) == -255; }};
     }
     std::this_thread::sleep_for(long_enough_to_sleep);
     EXPECT_EQ(refused, 0);

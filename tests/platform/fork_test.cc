@@ -44,7 +44,7 @@ public:
         free_barrier(place);
         usfreesema(bell, nullptr);
     }
-    int32_t post()
+    int32_t post() const
     {
         usvsema(bell);
         return barrier(place, 2);

@@ -25,15 +25,15 @@ TEST_F(arena_lock, lets_one_thread_in_at_a_time)
     constexpr int threads_at_once = 4;
     constexpr int rounds = 50000;
     int counter = 0;  // plain: the lock alone guards it
-    std::vector<std::thread> threads;
-    for (int i = 0; i < threads_at_once; ++i) {
-        threads.emplace_back([&] {
+    std::vector<std::thread> threads(threads_at_once);
+    for (std::thread& thread : threads) {
+        thread = std::thread{[&] {
             for (int round = 0; round < rounds; ++round) {
                 _lock(lock);
                 ++counter;
                 _ulock(lock);
             }
-        });
+        }};
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(counter, threads_at_once * rounds);
@@ -43,14 +43,14 @@ TEST_F(arena_lock, wakes_everyone_who_fell_asleep_over_it)
 {
     constexpr int waiters = 4;
     int counter = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::thread> threads(waiters);
     _lock(lock);
-    for (int i = 0; i < waiters; ++i) {
-        threads.emplace_back([&] {
+    for (std::thread& thread : threads) {
+        thread = std::thread{[&] {
             _lock(lock);
             ++counter;
             _ulock(lock);
-        });
+        }};
     }
     std::this_thread::sleep_for(20ms);
     EXPECT_EQ(counter, 0);

@@ -62,12 +62,12 @@ TEST_F(semaphore, wakes_as_many_sleepers_as_posts)
     use(0);
     constexpr int waiters = 5;
     std::atomic<int> passed{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < waiters; ++i) {
-        threads.emplace_back([&] {
+    std::vector<std::thread> threads(waiters);
+    for (std::thread& thread : threads) {
+        thread = std::thread{[&] {
             uspsema(sema);
             ++passed;
-        });
+        }};
     }
     std::this_thread::sleep_for(20ms);
     for (int i = 0; i < waiters - 1; ++i) usvsema(sema);
