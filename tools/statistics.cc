@@ -5,8 +5,6 @@
 #include <fstream>
 #include <iterator>
 
-#include <sys/resource.h>
-
 #include <fmt/format.h>
 #include <iocache/iocache.h>
 
@@ -19,14 +17,12 @@ double mebibytes(std::int64_t bytes)
     return static_cast<double>(bytes) / static_cast<double>(mebibyte);
 }
 
-// One number of /proc/self/io, or -1.
-std::int64_t transferred(const std::string& name)
+// One number of a file of "NAME: NUMBER" lines, or -1.
+std::int64_t counted(const char* file, const std::string& name)
 {
-    std::ifstream lines("/proc/self/io");
-    std::string label;
-    std::int64_t value = 0;
-    while (lines >> label >> value) {
-        if (label == name + ":") return value;
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(name + ":")) return std::stoll(line.substr(name.size() + 1));
     }
     return -1;
 }
@@ -66,14 +62,12 @@ void statistics::print() const
 {
     if (!wanted_) return;
     const std::chrono::duration<double> elapsed = clock::now() - start_;
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
     constexpr std::int64_t kibibyte = 1024;
     fmt::print("{}transfers      {:.1f} MiB read, {:.1f} MiB written\n"
                "peak memory    {:.1f} MiB\n"
                "elapsed        {:.2f} s\n",
-               cache_, mebibytes(transferred("rchar")), mebibytes(transferred("wchar")),
-               mebibytes(std::int64_t{usage.ru_maxrss} * kibibyte), elapsed.count());
+               cache_, mebibytes(counted("/proc/self/io", "rchar")), mebibytes(counted("/proc/self/io", "wchar")),
+               mebibytes(counted("/proc/self/status", "VmHWM") * kibibyte), elapsed.count());
 }
 
 }  // namespace iocache::tools

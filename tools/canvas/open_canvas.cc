@@ -128,16 +128,6 @@ void open_canvas::write(const canvas_block& block)
     });
 }
 
-bool open_canvas::row_fits(std::int64_t cache_bytes) const
-{
-    return std::int64_t{record().tiles_across} * record().tile_bytes <= cache_bytes / 2;
-}
-
-bool open_canvas::column_fits(std::int64_t cache_bytes) const
-{
-    return std::int64_t{record().tiles_down} * record().tile_bytes <= cache_bytes / 2;
-}
-
 void open_canvas::keep()
 {
     forget_library_message();

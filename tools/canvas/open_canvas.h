@@ -38,10 +38,6 @@ public:
     // Stores a block in the canvas.
     void write(const canvas_block& block);
 
-    // Whether the tiles that a row (or column) of the canvas crosses take at most half of the cache.
-    [[nodiscard]] bool row_fits(std::int64_t cache_bytes) const;
-    [[nodiscard]] bool column_fits(std::int64_t cache_bytes) const;
-
     // Writes everything to the file, checks that it got there, and keeps the file. The canvas is closed then.
     void keep();
 

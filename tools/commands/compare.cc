@@ -110,12 +110,10 @@ exit_code run_compare(const compare_options& options)
 
     const converter colours(image, canvas.kind(), colour_profile::from_file(options.colour.profile, colour_model::cmyk),
                             options.colour.intent);
-    const bool fits = exchanges_sides(image.orientation) ? canvas.column_fits(running.cache_bytes())
-                                                         : canvas.row_fits(running.cache_bytes());
     difference_finder differences(canvas, options.exceptions);
     {
         progress bar("compare", std::int64_t{size.width} * size.height);
-        run_pipeline(*source, colours, band_rows(image.width, canvas.kind(), fits), [&](const canvas_block& block) {
+        run_pipeline(*source, colours, band_rows(image.width, canvas.kind()), [&](const canvas_block& block) {
             differences.compare(block);
             bar.advance(static_cast<std::int64_t>(block.place.pixels()));
         });

@@ -81,11 +81,10 @@ void interleave(const canvas_block& block, std::size_t row_pixels, std::span<std
 
 class exporter {
 public:
-    exporter(const open_canvas& canvas, const rectangle& part, const export_options& options, std::int64_t cache_bytes)
+    exporter(const open_canvas& canvas, const rectangle& part, const export_options& options)
         : canvas_(canvas),
           part_(part),
           options_(options),
-          cache_bytes_(cache_bytes),
           profile_(colour_profile::from_file(options.colour.profile, colour_model::cmyk)),
           bar_("export", static_cast<std::int64_t>(part.pixels()))
     {
@@ -126,7 +125,7 @@ public:
             is_picture() ? std::make_unique<const colour_transform>(profile_, TYPE_CMYK_8, colour_profile::srgb(),
                                                                     TYPE_RGB_8, options_.colour.intent)
                          : nullptr;
-        const std::int32_t rows = band_rows(part_.width, canvas_.kind(), canvas_.row_fits(cache_bytes_));
+        const std::int32_t rows = band_rows(part_.width, canvas_.kind());
         for (std::int32_t y = 0; y < part_.height; y += rows) {
             read({part_.x, part_.y + y, part_.width, std::min(rows, part_.height - y)});
             if (proof) show(*proof);
@@ -141,7 +140,6 @@ private:
     const open_canvas& canvas_;
     rectangle part_;
     const export_options& options_;
-    std::int64_t cache_bytes_;
     colour_profile profile_;
     sink_description image_;
     progress bar_;
@@ -175,7 +173,7 @@ exit_code run_export(const export_options& options)
     const session running(options.run.session);
     const open_canvas canvas = open_canvas::open(options.canvas);
     {
-        exporter work(canvas, chosen_part(options, canvas.bounds()), options, running.cache_bytes());
+        exporter work(canvas, chosen_part(options, canvas.bounds()), options);
         if (format == image_format::tiff) {
             work.write_tiff(output);
         } else {

@@ -57,10 +57,8 @@ exit_code run_import(const import_options& options)
     {
         open_canvas canvas = open_canvas::create(output.working_path(), kind, size.width, size.height);
         output.made();
-        const bool fits = exchanges_sides(image.orientation) ? canvas.column_fits(running.cache_bytes())
-                                                             : canvas.row_fits(running.cache_bytes());
         progress bar("import", std::int64_t{size.width} * size.height);
-        run_pipeline(*source, colours, band_rows(image.width, kind, fits), [&](const canvas_block& block) {
+        run_pipeline(*source, colours, band_rows(image.width, kind), [&](const canvas_block& block) {
             canvas.write(block);
             bar.advance(static_cast<std::int64_t>(block.place.pixels()));
         });

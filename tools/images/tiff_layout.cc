@@ -85,16 +85,14 @@ void find_alpha(const tiff_file& file, pixel_layout& pixels)
     std::uint16_t count = 0;
     std::uint16_t* kinds = nullptr;
     TIFFGetFieldDefaulted(file.handle(), TIFFTAG_EXTRASAMPLES, &count, &kinds);
-    if (count == 0) {  // one sample too many and not a word about it: an alpha by long custom
-        if (pixels.extra_samples == 1) pixels.alpha_sample = 0;
-        return;
-    }
     for (std::int32_t i = 0; i < std::min<std::int32_t>(count, pixels.extra_samples); ++i) {
         if (kinds[i] != EXTRASAMPLE_UNASSALPHA && kinds[i] != EXTRASAMPLE_ASSOCALPHA) continue;
         pixels.alpha_sample = i;
         pixels.premultiplied = kinds[i] == EXTRASAMPLE_ASSOCALPHA;
         return;
     }
+    // One sample too many and not a word about it: an alpha by long custom, and nothing is lost if it is none.
+    if (pixels.extra_samples == 1) pixels.alpha_sample = 0;
 }
 
 void check_samples(const std::string& path, tiff_layout& layout, image_description& description)

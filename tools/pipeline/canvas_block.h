@@ -24,9 +24,9 @@ struct canvas_block {
     }
 };
 
-// How many rows of `width` pixels travel together: a power of two, so that bands end where tiles do.
-// While the tiles that a row crosses (`row_tiles_fit`) stay in the cache, few rows do; otherwise each
-// band evicts what the one before brought in, and as many rows as memory allows make that rare.
-[[nodiscard]] std::int32_t band_rows(std::int32_t width, canvas_kind kind, bool row_tiles_fit);
+// How many rows of `width` pixels travel together: a power of two, so that bands end where tiles do, and
+// as many as 10 MiB hold. Every band brings its tiles in once more; a tile that several bands have to
+// fill may be written as often.
+[[nodiscard]] std::int32_t band_rows(std::int32_t width, canvas_kind kind);
 
 }  // namespace iocache::tools
