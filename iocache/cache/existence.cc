@@ -26,19 +26,23 @@ int32_t rest_of(int32_t first, int32_t last)
 
 }  // namespace
 
-// Rightwards and downwards only. Outside the tiles there is nothing as far as the request goes.
+// Rightwards and downwards only. The runs are filled for nothing alone; outside the tiles there is nothing as far as
+// the request goes.
 int32_t cv_if_tile_exist(void)
 {
     cv_tile_request& request = parg.req[0];
-    request.run_x = rest_of(request.x, request.x_end);
-    request.run_y = rest_of(request.y, request.y_end);
-    const cv_canvas* const record = canvas::find(request.canvas);
-    if (record == nullptr) return -255;
-    const tile_place place = place_of(*record, request.x, request.y);
-    if (!in_grid(*record, place.column, place.row)) return -255;
-    if (holds_data(*record, place.index)) return 0;
-    request.run_x = std::min(record->tile_width - place.x_in_tile, request.run_x);
-    request.run_y = std::min(record->tile_height - place.y_in_tile, request.run_y);
+    int32_t run_x = rest_of(request.x, request.x_end);
+    int32_t run_y = rest_of(request.y, request.y_end);
+    if (const cv_canvas* const record = canvas::find(request.canvas)) {
+        const tile_place place = place_of(*record, request.x, request.y);
+        if (in_grid(*record, place.column, place.row)) {
+            if (holds_data(*record, place.index)) return 0;
+            run_x = std::min(record->tile_width - place.x_in_tile, run_x);
+            run_y = std::min(record->tile_height - place.y_in_tile, run_y);
+        }
+    }
+    request.run_x = run_x;
+    request.run_y = run_y;
     return -255;
 }
 

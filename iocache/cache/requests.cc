@@ -56,7 +56,10 @@ int32_t ask_for_tiles(int32_t code, request_slots slots)
 
 int32_t access_tiles(int32_t code, request_slots slots)
 {
-    if (!all_may_be_served(slots)) return -255;
+    if (!all_may_be_served(slots)) {
+        for (cv_tile_request& slot : slots) clear_results(slot);
+        return -255;
+    }
     for (size_t i = 0; i < slots.size(); ++i) {
         if (find_tile(slots[i]) == lookup::hit) continue;
         // The cache side serves all slots again, hits included.
