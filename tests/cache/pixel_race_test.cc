@@ -1,0 +1,124 @@
+// Single pixels read out of memory while the tile is taken away: the value is always one the pixel had.
+#include <array>
+#include <thread>
+
+#include "tests/cache/forced_test.h"
+
+namespace {
+
+using namespace iocache_test;
+
+// Canvases whose every byte is the same, each in another value, so that a byte of the wrong tile is seen.
+class pixel_race : public forced_test {
+protected:
+    static constexpr int32_t columns = 6;
+    static uint8_t value_of(int32_t canvas, int32_t column)
+    {
+        return static_cast<uint8_t>(0x10 + canvas * columns + column);
+    }
+    void make_canvases(int64_t zones)
+    {
+        start_with_zones(zones);
+        for (int32_t number = 0; number < 2; ++number) {
+            canvases[static_cast<size_t>(number)] = number == 0 ? new_picture("picture", columns * tile_side, 256)
+                                                                : new_mask("mask", columns * tile_side, 256);
+            for (int32_t column = 0; column < columns; ++column)
+                write_tile(canvases[static_cast<size_t>(number)], column, 0, value_of(number, column));
+        }
+        ASSERT_EQ(canvas_flush_all(), 0);
+    }
+    // Reads a pixel and says whether value and alpha are right.
+    bool reads_right(int32_t canvas, int32_t column)
+    {
+        const uint8_t expected = value_of(canvas, column);
+        uint32_t alpha = expected;
+        const uint32_t value = cv_ask_value_pixel(canvastable[canvas], column * tile_side + 100, 100, &alpha);
+        return value == (canvas == 0 ? expected * 0x01010101U : expected) && alpha == expected;
+    }
+    std::array<int32_t, 2> canvases = {};
+};
+
+// Reading ahead takes tiles out of a memory for two; at each of its steps pixels of these tiles are asked for.
+TEST_P(pixel_race, pixel_is_right_at_any_step_of_taking_its_tile_away)
+{
+    make_canvases(2);
+    int steps_met = 0;
+    for (int step = 1; step <= 100; ++step) {
+        read_tile(canvases[0], 0);
+        settle();
+        cv_prefetch_allowed = 0;
+        hooks::paused = false;
+        hooks::go_on = false;
+        hooks::pause_at_idle_lock = step;
+        const int waits = hooks::waits;
+        fill_slot(0, canvases[0], {tile_side, 0, columns * tile_side - 1, 0});
+        ASSERT_EQ(ask(opcode::one_slot), 0);
+        let_go(parg.req[0].tile);
+        ASSERT_TRUE(wait_for([&] { return hooks::paused || hooks::waits > waits; }));
+        const bool all_steps_done = !hooks::paused;
+        if (!all_steps_done) {
+            ++steps_met;
+            std::thread opener([] {
+                // A pixel that cannot be had from memory is asked of the cache process, which has to go on then.
+                wait_for([] { return ustestsema(cv_tile_access_sema) > 0 || hooks::go_on; });
+                hooks::go_on = true;
+            });
+            for (int32_t column = 0; column < 3; ++column) EXPECT_TRUE(reads_right(0, column)) << step;
+            hooks::go_on = true;
+            opener.join();
+        }
+        hooks::pause_at_lock = 0;
+        settle();
+        cv_prefetch_allowed = 1;
+        ASSERT_EQ(canvas_flush_all(), 0);
+        if (all_steps_done) break;
+    }
+    EXPECT_GT(steps_met, 10);
+}
+
+TEST_P(pixel_race, many_readers_of_a_cache_of_two_tiles_always_read_right)
+{
+    make_canvases(2);
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> readers;
+    for (uint32_t reader = 0; reader < 3; ++reader) {
+        readers.emplace_back([this, reader, &wrong] {
+            uint32_t state = reader * 7919 + 1;
+            for (int round = 0; round < 3'000; ++round) {
+                state = state * 1664525 + 1013904223;
+                const auto canvas = static_cast<int32_t>(state >> 30 & 1);
+                const auto column = static_cast<int32_t>((state >> 16) % columns);
+                if (!reads_right(canvas, column)) ++wrong;
+            }
+        });
+    }
+    for (std::thread& reader : readers) reader.join();
+    EXPECT_EQ(wrong, 0);
+    settle();
+}
+
+TEST_P(pixel_race, readers_beside_a_client_that_writes_other_tiles_read_right)
+{
+    make_canvases(8);
+    std::atomic<bool> done = false;
+    std::atomic<int> wrong = 0;
+    // The readers' tiles are always in memory, so that none of them posts beside the client.
+    for (const int32_t column : {0, 1}) read_tile(canvases[0], column);
+    std::thread reader([&] {
+        for (int32_t round = 0; !done; ++round) {
+            if (!reads_right(0, round % 2)) ++wrong;
+        }
+    });
+    for (int round = 0; round < 400; ++round) {
+        write_tile(canvases[1], round % columns, 0, static_cast<uint8_t>(round));
+        for (const int32_t column : {0, 1}) read_tile(canvases[0], column);
+        ASSERT_EQ(cv_flush_tiles_keep(canvases[1]), 0);
+    }
+    done = true;
+    reader.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(, pixel_race, ::testing::Values(mode::process), mode_name);
+
+}  // namespace
