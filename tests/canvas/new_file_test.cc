@@ -49,6 +49,7 @@ protected:
         start();
         setenv("USER", "somebody", 1);
     }
+    void TearDown() override { std::ranges::fill(HeaderPart, '\0'); }
     // Creates the file and compares all of it. A minute may pass between the two looks at the clock.
     void expect_as_described(const shape& s, surroundings around = {})
     {
