@@ -51,9 +51,8 @@ TEST_P(interrupted, short_counts_are_put_together_to_one_block)
         bytes found(200);
         EXPECT_EQ(read(which, found), 0);
         EXPECT_EQ(found, part_of(file.contents, 100, 200));
-        give(which);
-        EXPECT_EQ(write(which, pattern(200, 2)), 0);
-        EXPECT_EQ(part_of(file.contents, 100, 200), pattern(200, 2));
+        EXPECT_GT(file.transfers, 200 / 7);
+        file.transfers = 0;
     }
 }
 
@@ -87,7 +86,7 @@ TEST_P(interrupted, block_that_signals_interrupt_is_written_again_from_its_start
 
 TEST_P(interrupted, other_trouble_is_not_tried_again)
 {
-    file.error = EIO;
+    file.read_error = file.write_error = EIO;
     give(family::one_shot);
     bytes found(200);
     EXPECT_EQ(read(family::one_shot, found), -255);
@@ -104,11 +103,11 @@ TEST_P(interrupted, other_trouble_is_not_tried_again)
 TEST_P(interrupted, read_works_again_after_its_stream_met_an_error)
 {
     for (const family which : families) {
-        file.error = EIO;
+        file.read_error = EIO;
         give(which);
         bytes found(200);
         printed_by([&] { EXPECT_EQ(read(which, found), -255); });
-        file.error = 0;
+        file.read_error = 0;
         EXPECT_EQ(read(which, found), 0) << "by the same stream";
         EXPECT_EQ(found, part_of(file.contents, 100, 200));
     }
@@ -126,7 +125,7 @@ TEST_P(interrupted, stream_that_cannot_seek_is_told_apart_from_one_that_cannot_r
 
 TEST_P(interrupted, small_block_whose_flush_fails_counts_as_a_failed_write)
 {
-    file.error = ENOSPC;
+    file.write_error = ENOSPC;
     give(family::one_shot, true);
     EXPECT_EQ(write(family::one_shot, pattern(8)), -255);
     expect_report(999208, {"write failed on 0 picture\n"});

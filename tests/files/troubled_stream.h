@@ -15,9 +15,10 @@ namespace iocache_test {
 struct troubled_file {
     bytes contents;
     size_t position = 0;
-    size_t most_bytes = std::numeric_limits<size_t>::max();  // moved by one call
+    size_t most_bytes = std::numeric_limits<size_t>::max();  // moved by one read; a shorter write is an error here
     int signals = 0;                                         // calls that a signal ends, after the first few bytes
-    int error = 0;                                           // of every transfer, when the signals are over
+    int read_error = 0;                                      // of every read, when the signals are over
+    int write_error = 0;                                     // of every write, likewise
     bool seeks = true;
     bool closes = true;
     int transfers = 0;
@@ -34,27 +35,25 @@ struct troubled_file {
 private:
     static constexpr size_t bytes_before_a_signal = 5;
 
-    // How many bytes the next call may move; 0 with errno for none.
-    size_t next_count(size_t wanted)
+    // How many bytes the next call may move; less than wanted with errno.
+    size_t next_count(size_t wanted, int error)
     {
         ++transfers;
         if (signals > 0) {
-            --signals;
-            // Every other signal comes before the first byte.
-            if (signals % 2 == 0) return errno = EINTR, 0;
-            return std::min(wanted, bytes_before_a_signal);
+            errno = EINTR;
+            return --signals % 2 == 0 ? 0 : std::min(wanted, bytes_before_a_signal);
         }
         if (error != 0) return errno = error, 0;
-        return std::min(wanted, most_bytes);
+        return wanted;
     }
 
     static ssize_t read(void* cookie, char* buffer, size_t wanted)
     {
         auto& file = *static_cast<troubled_file*>(cookie);
-        const size_t count = file.next_count(wanted);
+        const size_t count = file.next_count(wanted, file.read_error);
         if (count == 0) return -1;
         const size_t left = file.contents.size() - std::min(file.position, file.contents.size());
-        const size_t moved = std::min(count, left);
+        const size_t moved = std::min({count, left, file.most_bytes});
         std::copy_n(file.contents.data() + file.position, moved, buffer);
         file.position += moved;
         return static_cast<ssize_t>(moved);
@@ -62,8 +61,8 @@ private:
     static ssize_t write(void* cookie, const char* buffer, size_t wanted)
     {
         auto& file = *static_cast<troubled_file*>(cookie);
-        const size_t moved = file.next_count(wanted);
-        if (moved == 0) return 0;  // what a write of such a stream answers on failure
+        const size_t moved = file.next_count(wanted, file.write_error);
+        if (moved == 0) return 0;  // not -1: what a stream of this kind answers on failure
         file.contents.resize(std::max(file.contents.size(), file.position + moved));
         std::copy_n(buffer, moved, file.contents.data() + file.position);
         file.position += moved;
