@@ -27,7 +27,11 @@ const block blocks[] = {
 
 class opaque_blocks : public files_test {
 protected:
-    void SetUp() override { start(); }
+    void SetUp() override
+    {
+        start();
+        forget_reports();
+    }
     bytes stored(const block& which) const
     {
         const bytes file = read_whole_file(path("picture"));

@@ -11,7 +11,11 @@ constexpr shape large_mask{.kind = 0, .x_max = 1999, .y_max = 1029};
 
 class regions : public files_test {
 protected:
-    void SetUp() override { start(); }
+    void SetUp() override
+    {
+        start();
+        forget_reports();
+    }
 
     void put(const std::string& name, int32_t offset, const bytes& block)
     {
