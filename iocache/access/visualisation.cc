@@ -18,7 +18,6 @@ namespace {
 using namespace iocache;
 
 constexpr int64_t alpha_place_in_xbuf = 4'194'304;  // behind the largest colour plane of the standard frame
-constexpr int64_t most_pixels_in_xbuf = alpha_place_in_xbuf / 4;
 
 struct free_memory {
     void operator()(void* memory) const { std::free(memory); }
@@ -100,8 +99,8 @@ int32_t cv_get_lowres_visu(int32_t canvas)
     const cv_canvas* const record = canvas::find(canvas);
     if (record == nullptr || record->geom_orig.subsampled == 1) return -255;
     const cv_geometry& view = record->geom_orig;
-    // A frame configured larger than the standard one would run into the alpha plane's place.
-    if (int64_t{view.width} * view.height > most_pixels_in_xbuf) return -255;
+    // In a frame configured larger than the standard one a picture would run into the alpha plane's place.
+    if (int64_t{view.width} * view.height * record->bytes_per_pixel > alpha_place_in_xbuf) return -255;
     const bool has_alpha = record->kind == canvas::picture_kind;
     const bool copied = walk_tiles(*record, [&](const cv_tile_request& tile, int64_t first_pixel) {
         copy_plane(Xbuf, first_pixel, view.width, record->bytes_per_pixel, tile.pixel, tile.line_bytes, tile);
