@@ -64,7 +64,8 @@ IOCACHE_REPLACEABLE int32_t barrier(cv_barrier* barrier, int32_t parties)
 {
     if (!barrier || inherited(*barrier) || parties > most_barrier_parties) return barrier_is_broken;
     std::atomic<int32_t>& value = barrier->word.value();
-    int32_t seen = value.load(std::memory_order_relaxed);
+    // Who comes when it is broken already sees what was done before that, too.
+    int32_t seen = value.load(std::memory_order_acquire);
     for (;;) {
         const auto word = static_cast<uint32_t>(seen);
         if (word & broken_bit) return barrier_is_broken;
