@@ -125,7 +125,7 @@ TEST_P(cache_process, requests_behind_wishes_are_right_many_times)
 {
     cv_prewrite_allowed = 0;
     cv_prefetch_allowed = 0;
-    for (int round = 0; round < 2'000; ++round) {
+    for (int round = 0; round < 500; ++round) {
         const int32_t column = round % 7;
         const auto value = static_cast<uint8_t>(round / 7);
         ASSERT_EQ(cv_start_prewrite(), 0);

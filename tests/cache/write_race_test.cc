@@ -91,7 +91,7 @@ TEST_P(write_race, tile_on_its_way_to_the_file_is_not_changed_there)
 TEST_P(write_race, every_change_reaches_the_file_in_the_end)
 {
     cv_prewrite_allowed = 0;
-    for (int round = 0; round < 3'000; ++round) {
+    for (int round = 0; round < 900; ++round) {
         const auto value = static_cast<uint8_t>(round);
         for (int32_t column = 0; column < 2; ++column) {
             ASSERT_EQ(request_tile(mask, column, 0, true), 0);
