@@ -1,0 +1,73 @@
+#include "tests/files/replaced_calls.h"
+
+#include <cerrno>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include "iocache/platform/platform.h"
+
+namespace iocache_test::replaced_calls {
+
+std::function<bool(int64_t bytes)> on_allocate;
+std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
+std::function<int(int descriptor)> on_synchronise;
+std::function<bool(off_t offset)> on_seek;
+
+void reset::clear()
+{
+    on_allocate = nullptr;
+    on_statfs = nullptr;
+    on_synchronise = nullptr;
+    on_seek = nullptr;
+}
+
+}  // namespace iocache_test::replaced_calls
+
+namespace {
+
+namespace replaced_calls = iocache_test::replaced_calls;
+
+// The function of this name that would be called without this program's own one.
+template <class Function> Function* real(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// Visible, so that the library finds these before the system's own.
+extern "C" {
+
+void* platform_allocate(int64_t bytes)
+{
+    static auto* const forward = real<decltype(platform_allocate)>("platform_allocate");
+    if (replaced_calls::on_allocate && replaced_calls::on_allocate(bytes)) return nullptr;
+    return forward(bytes);
+}
+
+int32_t platform_statfs(const char* path, int64_t* block_size, int64_t* free_blocks)
+{
+    static auto* const forward = real<decltype(platform_statfs)>("platform_statfs");
+    return replaced_calls::on_statfs ? replaced_calls::on_statfs(path, *block_size, *free_blocks)
+                                     : forward(path, block_size, free_blocks);
+}
+
+IOCACHE_API int fdatasync(int descriptor)
+{
+    static auto* const forward = real<decltype(fdatasync)>("fdatasync");
+    const int answer = replaced_calls::on_synchronise ? replaced_calls::on_synchronise(descriptor) : 0;
+    return answer != 0 ? answer : forward(descriptor);
+}
+
+IOCACHE_API off_t lseek(int descriptor, off_t offset, int whence) noexcept
+{
+    static auto* const forward = real<decltype(lseek)>("lseek");
+    if (replaced_calls::on_seek && replaced_calls::on_seek(offset)) {
+        errno = EINVAL;
+        return -1;
+    }
+    return forward(descriptor, offset, whence);
+}
+
+}  // extern "C"
