@@ -37,6 +37,12 @@ int32_t frame_place(int16_t entry)
 {
     return static_cast<uint16_t>(entry) >> 4U;
 }
+// Place of the last pixel up to this entry that is sampled.
+int32_t last_frame_place(int16_t entry)
+{
+    constexpr uint32_t sampled = 15;
+    return frame_place(entry) - ((static_cast<uint16_t>(entry) & sampled) != 0 ? 0 : 1);
+}
 
 }  // namespace
 
@@ -135,8 +141,8 @@ paint::area paint::document::reduced_area_of_tile(int32_t tile) const
     if (part.is_empty()) return {};
     const area places = {frame_place(cv_xsubtbl[part.left]) - canvas.geom.frame_x,
                          frame_place(cv_ysubtbl[part.top]) - canvas.geom.frame_y,
-                         frame_place(cv_xsubtbl[part.right]) - canvas.geom.frame_x,
-                         frame_place(cv_ysubtbl[part.bottom]) - canvas.geom.frame_y};
+                         last_frame_place(cv_xsubtbl[part.right]) - canvas.geom.frame_x,
+                         last_frame_place(cv_ysubtbl[part.bottom]) - canvas.geom.frame_y};
     return places.common_with({0, 0, reduced_width() - 1, reduced_height() - 1});
 }
 

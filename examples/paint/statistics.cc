@@ -12,6 +12,7 @@ constexpr int64_t zone_bytes = 327'680;
 void count_tiles(paint::cache_statistics& counted)
 {
     for (const cv_tile* tile = first_tile; tile != nullptr; tile = tile->next) {
+        if (tile->canvas == nullptr) continue;  // of a canvas that is closed: room for the next one
         ++counted.tiles;
         if (tile->dirty != 0) ++counted.dirty_tiles;
         counted.bytes_used += tile->size;

@@ -7,11 +7,11 @@
 namespace paint {
 
 struct cache_statistics {
-    int32_t tiles = 0;        // in memory
+    int32_t tiles = 0;        // in memory, of open canvases
     int32_t dirty_tiles = 0;  // of them, with changes that are not in the file
     int32_t zones = 0;
     int32_t zones_used = 0;
-    int64_t bytes_used = 0;  // of tile memory
+    int64_t bytes_used = 0;  // by these tiles
     int64_t bytes = 0;
 };
 
