@@ -75,4 +75,12 @@ std::string folder_of(const std::string& path)
     return folder.empty() ? "." : folder.string();
 }
 
+void refuse_same_file(const std::string& read, const std::string& written)
+{
+    std::error_code one_is_missing;
+    if (std::filesystem::equivalent(read, written, one_is_missing)) {
+        throw failure(exit_code::usage, written + ": would replace what is read");
+    }
+}
+
 }  // namespace iocache::tools

@@ -46,9 +46,7 @@ int run(const action& chosen)
     return result;
 }
 
-}  // namespace
-
-int main(int argc, char** argv)
+int parse_and_run(int argc, char** argv)
 {
     CLI::App app{"Pictures and masks far larger than memory, in canvas files"};
     app.name("iocache");
@@ -66,4 +64,16 @@ int main(int argc, char** argv)
         return app.exit(problem) == 0 ? 0 : static_cast<int>(exit_code::usage);
     }
     return run(chosen);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return parse_and_run(argc, argv);
+    } catch (...) {  // only the command line's own machinery is left
+        std::fputs("iocache: the command line cannot be read\n", stderr);
+        return static_cast<int>(exit_code::usage);
+    }
 }

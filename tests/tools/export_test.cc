@@ -17,7 +17,7 @@ protected:
 
     outcome export_to(const std::string& name, const std::vector<std::string>& options)
     {
-        const outcome result = iocache(std::vector<std::string>{"export", path("canvas"), path(name)} + options);
+        outcome result = iocache(std::vector<std::string>{"export", path("canvas"), path(name)} + options);
         EXPECT_EQ(result.exit_code, 0) << result.err;
         EXPECT_EQ(result.err, "");
         return result;

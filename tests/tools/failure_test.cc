@@ -147,6 +147,36 @@ TEST_F(failure_test, what_would_not_fit_is_code_5)
     expect_failure({"import", path("tile.tif"), path("new")}, 5, "would not fit");
 }
 
+TEST_F(failure_test, a_cache_that_memory_cannot_hold_is_code_5)
+{
+    if (under_sanitizer()) GTEST_SKIP() << "sanitizers reserve more than the limit";
+    write_png(path("photo.png"), make_image(9, 9, model::rgb));
+    const outcome result = run({"/bin/bash", "-c", "ulimit -v 1000000; exec \"$@\"", "bash", tool(), "import",
+                                path("photo.png"), path("new"), "--cache", "4G"});
+    EXPECT_EQ(result.exit_code, 5) << result.signal;
+    EXPECT_NE(result.err.find("would not fit"), std::string::npos) << result.err;
+    EXPECT_EQ(files(), std::vector<std::string>{"photo.png"});
+}
+
+TEST_F(failure_test, nothing_replaces_what_is_read)
+{
+    make_canvas();
+    std::filesystem::create_hard_link(path("canvas"), path("canvas.tif"));
+    std::filesystem::create_hard_link(path("photo.png"), path("other"));
+    expect_failure({"import", path("photo.png"), path("other"), "--force"}, 2, "would replace what is read");
+    expect_failure({"export", path("canvas"), path("canvas.tif"), "--force"}, 2, "would replace what is read");
+}
+
+TEST_F(failure_test, a_bar_is_drawn_on_a_terminal_and_wiped_away)
+{
+    write_png(path("photo.png"), make_image(2500, 2500, model::grey));
+    const outcome result = run({"/usr/bin/script", "--quiet", "--return", "--command",
+                                tool() + " import " + path("photo.png") + " " + path("new"), "/dev/null"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_NE(result.out.find("import ["), std::string::npos) << result.out;
+    EXPECT_TRUE(result.out.ends_with("\r\033[K")) << result.out;
+}
+
 TEST_F(failure_test, the_longest_sides_fit)
 {
     const image source = make_image(32767, 3, model::cmyk);

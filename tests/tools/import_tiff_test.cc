@@ -156,13 +156,15 @@ TEST_F(import_tiff_detail, palettes_become_colours)
             image source = make_image(131, 77, model::grey);
             const int entries = 1 << bits;
             for (auto& sample : source.samples) sample = static_cast<std::uint16_t>(sample % entries);
-            std::vector<std::uint16_t> palette;
-            for (int i = 0; i < 3 * entries; ++i) palette.push_back(static_cast<std::uint16_t>(i * 97 % 256 * 257));
+            std::vector<std::uint16_t> palette(3 * static_cast<std::size_t>(entries));
+            for (std::size_t i = 0; i < palette.size(); ++i) {
+                palette[i] = static_cast<std::uint16_t>(i * 97 % 256 * 257);
+            }
             write_packed_tiff(path("photo.tif"), source, bits, palette, tiled, PHOTOMETRIC_PALETTE);
             image colours{source.width, source.height, model::rgb, false, 8, {}};
             for (const auto sample : source.samples) {
-                for (int c = 0; c < 3; ++c) {
-                    colours.samples.push_back(palette[static_cast<std::size_t>(c * entries + sample)] / 257);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    colours.samples.push_back(palette[c * static_cast<std::size_t>(entries) + sample] / 257);
                 }
             }
             expect_picture("photo.tif", source, expected(colours));

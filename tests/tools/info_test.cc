@@ -61,7 +61,7 @@ TEST_F(info_test, header_regions_and_tiles_are_shown)
     EXPECT_EQ(regions[1]["bytes"], 40448);
     EXPECT_EQ(regions[2]["bytes"], 6144);
     EXPECT_EQ(regions[3]["bytes"], 153600);
-    EXPECT_EQ(regions[4]["bytes"], (1024 * 218 * 5 + 511) / 512 * 512);
+    EXPECT_EQ(regions[4]["bytes"], (1024LL * 218 * 5 + 511) / 512 * 512);
     EXPECT_EQ(regions[5]["bytes"], 512);
     EXPECT_EQ(regions[6]["bytes"], 12 * 327680);
     EXPECT_EQ(canvas["bytes"], regions[6]["offset"].get<std::int64_t>() + 12 * 327680);

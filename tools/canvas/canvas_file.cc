@@ -19,6 +19,11 @@ namespace {
 
 constexpr std::int64_t header_size = canvas::header_bytes;
 
+failure no_canvas(const std::string& path)
+{
+    return {exit_code::unsupported, path + ": not a canvas"};
+}
+
 // Floor of the base-2 logarithm, by which the library divides; the argument is positive.
 std::int64_t shift_of(std::int64_t size)
 {
@@ -40,13 +45,12 @@ canvas_file::canvas_file(const std::string& path)
       file_(open_for_reading(path)),
       bytes_(file_bytes(file_, path))
 {
-    const failure no_canvas(exit_code::unsupported, path + ": not a canvas");
-    if (bytes_ < header_size) throw no_canvas;
+    if (bytes_ < header_size) throw no_canvas(path);
     std::array<std::uint8_t, header_size> bytes{};
     read_at(0, bytes);
     canvas::swap_header(bytes);
     std::memcpy(&header_, bytes.data(), bytes.size());
-    if (header_.magic != canvas::magic_number) throw no_canvas;
+    if (header_.magic != canvas::magic_number) throw no_canvas(path);
 }
 
 void canvas_file::read_at(std::int64_t offset, std::span<std::uint8_t> target) const

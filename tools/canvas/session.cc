@@ -65,8 +65,10 @@ int take_printed(const char* format, ...)
 void end_at_once()
 {
     remove_partial_files();
-    fmt::print(stderr, "iocache: {}\n", library_message());
-    ::_exit(static_cast<int>(cv_errno == no_tile_memory ? exit_code::no_room : exit_code::not_readable));
+    const bool no_memory = cv_errno == no_tile_memory;
+    fmt::print(stderr, "iocache: {}\n",
+               no_memory ? "would not fit: there is not enough memory for this cache" : library_message());
+    ::_exit(static_cast<int>(no_memory ? exit_code::no_room : exit_code::not_readable));
 }
 
 void set_environment(const char* name, const std::string& value)

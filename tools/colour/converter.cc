@@ -82,8 +82,8 @@ void converter::convert_alpha(std::span<const std::uint8_t> source, std::span<st
         std::ranges::fill(alpha, opaque);
         return;
     }
-    const auto sample = static_cast<std::size_t>(colour_samples(layout_.model) + layout_.alpha_sample);
-    const std::uint8_t* at = source.data() + sample * static_cast<std::size_t>(layout_.sample_bytes);
+    const std::int32_t sample = colour_samples(layout_.model) + layout_.alpha_sample;
+    const std::uint8_t* at = source.data() + static_cast<std::ptrdiff_t>(sample) * layout_.sample_bytes;
     const std::size_t step = layout_.pixel_bytes();
     for (std::uint8_t& value : alpha) {
         if (layout_.sample_bytes == 1) {

@@ -94,7 +94,7 @@ colour_profile colour_profile::from_file(const std::string& path, colour_model m
 
 std::unique_ptr<colour_profile> colour_profile::embedded(std::vector<std::uint8_t> bytes, colour_model model)
 {
-    const cmsHPROFILE handle = open_bytes(bytes);
+    void* const handle = open_bytes(bytes);
     if (handle == nullptr) return nullptr;
     colour_profile profile(handle, std::move(bytes));
     if (cmsGetColorSpace(profile.handle()) != signature_of(model)) return nullptr;

@@ -44,6 +44,7 @@ void check_room(const std::string& path, const picture_size& size, canvas_kind k
 exit_code run_import(const import_options& options)
 {
     statistics costs(options.run.statistics);
+    refuse_same_file(options.image, options.canvas);
     const canvas_kind kind = options.mask ? canvas_kind::mask : canvas_kind::picture;
     const auto source = open_image(options.image, {folder_of(options.canvas), options.reading.polarity});
     const image_description& image = source->description();

@@ -21,7 +21,7 @@ void jpeg_failure::leave(j_common_ptr decoder)
     auto* const self = reinterpret_cast<manager*>(decoder->err);
     self->base.format_message(decoder, self->text);
     self->code = self->base.msg_code;
-    std::longjmp(self->jump, 1);
+    jump_to(self->jump);
 }
 
 void jpeg_failure::warn(j_common_ptr decoder, int level)

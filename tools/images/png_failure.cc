@@ -9,7 +9,7 @@ void png_failure::leave(png_structp png, png_const_charp text)
 {
     auto* const self = static_cast<png_failure*>(png_get_error_ptr(png));
     std::strncpy(self->text_, text, longest_text - 1);
-    std::longjmp(self->jump_, 1);
+    jump_to(self->jump_);
 }
 
 }  // namespace iocache::tools

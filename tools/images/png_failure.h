@@ -20,7 +20,7 @@ public:
 
     // To be given to png_create_..._struct with this object as the error pointer.
     [[noreturn]] static void leave(png_structp png, png_const_charp text);
-    static void ignore(png_structp, png_const_charp) {}
+    static void ignore(png_structp /*png*/, png_const_charp /*text*/) {}
 
 private:
     static constexpr std::size_t longest_text = 200;

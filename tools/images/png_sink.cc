@@ -13,8 +13,10 @@ namespace iocache::tools {
 namespace {
 
 constexpr int sample_bits = 8;
-// Proofs are looked at and thrown away: half the time for a file a few percent longer.
-constexpr int compression_level = 4;
+// Proofs are looked at and thrown away: a third of the usual time for a file 15 percent longer, measured
+// on a photograph of 20 megapixels.
+constexpr int compression_level = 2;
+constexpr int row_filter = PNG_FILTER_SUB;
 
 }  // namespace
 
@@ -59,6 +61,7 @@ png_sink::png_sink(const std::string& path, const sink_description& image)
         png_set_IHDR(to.png, to.info, static_cast<png_uint_32>(image.width), static_cast<png_uint_32>(image.height),
                      sample_bits, type, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         png_set_compression_level(to.png, compression_level);
+        png_set_filter(to.png, PNG_FILTER_TYPE_BASE, row_filter);
         if (coloured) png_set_sRGB(to.png, to.info, PNG_sRGB_INTENT_PERCEPTUAL);
         png_write_info(to.png, to.info);
     });

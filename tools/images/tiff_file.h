@@ -63,7 +63,11 @@ private:
     static int map(thandle_t client, void** base, toff_t* bytes);
     static void unmap(thandle_t client, void* base, toff_t bytes);
     static int report(TIFF* handle, void* user, const char* module, const char* format, std::va_list arguments);
-    static int ignore(TIFF*, void*, const char*, const char*, std::va_list) { return 1; }
+    static int ignore(TIFF* /*handle*/, void* /*user*/, const char* /*module*/, const char* /*format*/,
+                      std::va_list /*arguments*/)
+    {
+        return 1;
+    }
 };
 
 }  // namespace iocache::tools

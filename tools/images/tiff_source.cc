@@ -32,8 +32,8 @@ void interleave(const std::uint8_t* plane, std::size_t samples, std::size_t samp
 
 class tiff_source : public image_source {
 protected:
-    tiff_source(tiff_file file, const tiff_layout& layout, image_description description)
-        : layout_(layout),
+    tiff_source(tiff_file file, tiff_layout layout, image_description description)
+        : layout_(std::move(layout)),
           pixel_bytes_(description.layout.pixel_bytes()),
           sample_bytes_(static_cast<std::size_t>(description.layout.sample_bytes)),
           samples_(static_cast<std::size_t>(description.layout.samples()))

@@ -2,6 +2,7 @@
 // pixel of a row and one to the next row.
 #include "tools/pipeline/orientation.h"
 
+#include <array>
 #include <cstring>
 
 namespace iocache::tools {
@@ -13,30 +14,26 @@ struct mirror {
     bool rows;
 };
 
-mirror mirror_of(std::int32_t orientation)
+// By orientation, from 1. From 5 on, rows and columns are exchanged afterwards; that makes 6 a quarter
+// turn to the right and 8 one to the left.
+constexpr std::array<mirror, 8> mirrors{{{false, false},
+                                         {true, false},
+                                         {true, true},
+                                         {false, true},
+                                         {false, false},
+                                         {false, true},
+                                         {true, true},
+                                         {true, false}}};
+
+const mirror& mirror_of(std::int32_t orientation)
 {
-    switch (orientation) {
-        case 2:
-            return {true, false};
-        case 3:
-            return {true, true};
-        case 4:
-            return {false, true};
-        case 6:
-            return {false, true};  // then exchanged: a quarter turn to the right
-        case 7:
-            return {true, true};
-        case 8:
-            return {true, false};  // a quarter turn to the left
-        default:
-            return {false, false};
-    }
+    return mirrors.at(static_cast<std::size_t>(orientation - 1));
 }
 
 template <std::size_t pixel_bytes>
 void turn(const std::uint8_t* source, std::uint8_t* target, const picture_size& part, std::int32_t orientation)
 {
-    const mirror mirrored = mirror_of(orientation);
+    const mirror& mirrored = mirror_of(orientation);
     const std::ptrdiff_t width = part.width;
     const std::ptrdiff_t height = part.height;
     std::ptrdiff_t column_step = exchanges_sides(orientation) ? height : 1;
@@ -63,7 +60,7 @@ void turn(const std::uint8_t* source, std::uint8_t* target, const picture_size& 
 
 rectangle turned(const rectangle& part, const picture_size& stored, std::int32_t orientation)
 {
-    const mirror mirrored = mirror_of(orientation);
+    const mirror& mirrored = mirror_of(orientation);
     const std::int32_t x = mirrored.columns ? stored.width - part.x - part.width : part.x;
     const std::int32_t y = mirrored.rows ? stored.height - part.y - part.height : part.y;
     if (exchanges_sides(orientation)) return {y, x, part.height, part.width};

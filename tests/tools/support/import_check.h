@@ -63,7 +63,7 @@ protected:
         EXPECT_EQ(result.exit_code, 0) << result.err;
         EXPECT_EQ(result.err, "");
         if (result.exit_code != 0) return {};
-        const canvas_pixels canvas = read_canvas(path("canvas"));
+        canvas_pixels canvas = read_canvas(path("canvas"));
         EXPECT_EQ(canvas.dirty, 0);
         return canvas;
     }

@@ -66,7 +66,7 @@ void write_jpeg(const std::string& path, const image& source, const jpeg_options
         jpeg_write_icc_profile(&encoder, profile.data(), static_cast<unsigned>(profile.size()));
     }
     std::vector<std::uint8_t> bytes = source.bytes();
-    const std::size_t row_bytes = static_cast<std::size_t>(source.width * source.colour_samples());
+    const std::size_t row_bytes = bytes.size() / static_cast<std::size_t>(source.height);
     for (int y = 0; y < source.height; ++y) {
         JSAMPROW row = bytes.data() + static_cast<std::size_t>(y) * row_bytes;
         jpeg_write_scanlines(&encoder, &row, 1);

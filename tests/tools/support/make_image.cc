@@ -58,7 +58,7 @@ std::vector<std::uint8_t> transform(const image& plain, cmsHPROFILE from, cmsHPR
                                     unsigned intent)
 {
     const std::uint32_t flags = intent == INTENT_RELATIVE_COLORIMETRIC ? cmsFLAGS_BLACKPOINTCOMPENSATION : 0;
-    const cmsHTRANSFORM made = cmsCreateTransform(from, format_of(plain), to, format, intent, flags);
+    void* const made = cmsCreateTransform(from, format_of(plain), to, format, intent, flags);
     if (made == nullptr) throw std::runtime_error("no transform");
     std::vector<std::uint8_t> converted(plain.pixels() * T_CHANNELS(format));
     cmsDoTransform(made, plain.bytes().data(), converted.data(), static_cast<std::uint32_t>(plain.pixels()));

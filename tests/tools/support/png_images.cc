@@ -25,7 +25,7 @@ file open(const std::string& path, const char* mode)
     return opened;
 }
 
-[[noreturn]] void fail(png_structp, png_const_charp text)
+[[noreturn]] void fail(png_structp /*png*/, png_const_charp text)
 {
     throw std::runtime_error(text);
 }

@@ -131,7 +131,7 @@ void write_packed_tiff(const std::string& path, const image& source, int bits,
     TIFFSetField(file, TIFFTAG_PHOTOMETRIC, photometric);
     if (!palette.empty()) {
         const std::size_t entries = palette.size() / 3;
-        TIFFSetField(file, TIFFTAG_COLORMAP, &palette[0], &palette[entries], &palette[2 * entries]);
+        TIFFSetField(file, TIFFTAG_COLORMAP, palette.data(), &palette[entries], &palette[2 * entries]);
     }
     const int width = tiled ? 64 : source.width;
     const int height = tiled ? 32 : 1;
@@ -147,7 +147,9 @@ void write_packed_tiff(const std::string& path, const image& source, int bits,
             std::vector<std::uint8_t> packed(row_bytes * static_cast<std::size_t>(height));
             for (int y = top; y < std::min(top + height, source.height); ++y) {
                 for (int x = left; x < std::min(left + width, source.width); ++x) {
-                    const auto value = source.samples[static_cast<std::size_t>(y * source.width + x)];
+                    const auto value =
+                        source.samples[static_cast<std::size_t>(y) * static_cast<std::size_t>(source.width) +
+                                       static_cast<std::size_t>(x)];
                     const int bit = (x - left) * bits;
                     packed[static_cast<std::size_t>(y - top) * row_bytes + static_cast<std::size_t>(bit / 8)] |=
                         static_cast<std::uint8_t>(value << (8 - bits - bit % 8));
