@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "tests/setup/failing_platform.h"
 #include "tests/support/library.h"
 
@@ -87,6 +89,16 @@ TEST_F(budget, is_the_floor_without_a_record)
     EXPECT_EQ(total_main_memory, 0);
     EXPECT_EQ(with({{unlike_memory, unlike_memory, 900 * mebibyte}}), 20);
     EXPECT_EQ(total_main_memory, 0);  // not that of an earlier start
+}
+
+TEST_F(budget, never_counts_more_than_the_machine_has)
+{
+    the_platform().inventory.reset();
+    cv_master_init();
+    const int64_t physical = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+    EXPECT_GE(total_main_memory, 1);
+    EXPECT_LE(total_main_memory, physical / mebibyte + 1);
+    cv_master_exit();
 }
 
 TEST_F(budget, walks_the_inventory_once_from_end_to_end)

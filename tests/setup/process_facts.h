@@ -1,10 +1,11 @@
-// What the system says about this process and about files in its folder for temporary files.
+// What the system says about this process and about files.
 #ifndef IOCACHE_TESTS_SETUP_PROCESS_FACTS_H
 #define IOCACHE_TESTS_SETUP_PROCESS_FACTS_H
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <filesystem>
-#include <set>
 #include <string>
 
 #include <fcntl.h>
@@ -35,6 +36,15 @@ inline bool exists(const std::string& path)
 {
     struct stat facts = {};
     return lstat(path.c_str(), &facts) == 0;
+}
+
+// Whether a name is this beginning and six letters or digits that were put in the place of "XXXXXX".
+inline bool is_unique_name(const std::string& name, const std::string& beginning)
+{
+    const std::string letters = name.size() == beginning.size() + 6 ? name.substr(beginning.size()) : "";
+    const bool are_letters =
+        std::all_of(letters.begin(), letters.end(), [](unsigned char c) { return std::isalnum(c) != 0; });
+    return name.starts_with(beginning) && !letters.empty() && are_letters && letters != "XXXXXX";
 }
 
 inline mode_t file_mask()

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/setup/left_records.h"
 #include "tests/setup/process_facts.h"
 #include "tests/support/file_reader.h"
 #include "tests/support/library.h"
@@ -12,6 +13,7 @@ namespace {
 
 class quick_exit : public library_test {
 protected:
+    ~quick_exit() override { keep_left_records(); }
     // Not through start(): its end would be the orderly one.
     void start_for_a_quick_exit()
     {

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/setup/left_records.h"
 #include "tests/setup/process_facts.h"
 #include "tests/support/file_reader.h"
 #include "tests/support/library.h"
@@ -102,6 +103,7 @@ TEST_P(restarted, library_forgets_canvases_and_tiles_of_a_run_that_ended_in_a_hu
     cv_master_init();
     store_row(new_picture("lost", 600, 600), 0, 1);
     cv_master_exit_quit();
+    keep_left_records();
     ASSERT_NE(first_tile, nullptr);
     start();
     EXPECT_EQ(first_tile, nullptr);
