@@ -66,6 +66,9 @@ inline bytes part_of(const bytes& whole, size_t offset, size_t count)
 // A running library and an open canvas whose failures the test provokes.
 class files_test : public canvas_test {
 protected:
+    // An opening that failed may leave the creation mask changed.
+    ~files_test() override { umask(kept_mask_); }
+
     // A new canvas between transfers: its one-shot stream closed, nothing reported so far.
     cv_canvas& settled(const std::string& name, const shape& wanted)
     {
@@ -74,6 +77,9 @@ protected:
         forget_reports();
         return canvas;
     }
+
+private:
+    mode_t kept_mask_ = current_umask();
 };
 
 }  // namespace iocache_test

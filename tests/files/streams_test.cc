@@ -17,17 +17,12 @@ protected:
         start();
         canvas = &settled("mask", small_mask);
         ASSERT_EQ(canvas_close_file(0), 0);
-        kept_mask_ = current_umask();
     }
-    void TearDown() override { umask(kept_mask_); }
 
     static bool can_write(FILE* stream) { return (fcntl(fileno(stream), F_GETFL) & O_ACCMODE) == O_RDWR; }
     static bool is_closed_by_exec(FILE* stream) { return (fcntl(fileno(stream), F_GETFD) & FD_CLOEXEC) != 0; }
 
     cv_canvas* canvas = nullptr;
-
-private:
-    mode_t kept_mask_ = 0;
 };
 
 TEST_P(streams, file_that_exists_is_opened_twice_and_keeps_its_bytes)
