@@ -157,6 +157,9 @@ inline mode_t current_umask()
 }
 
 class canvas_test : public library_test {
+public:
+    ~canvas_test() override { umask(mask_before_); }  // a stream that cannot be opened leaves another one
+
 protected:
     int32_t create(const std::string& name, const shape& s)
     {
@@ -200,6 +203,9 @@ protected:
     {
         return std::ranges::all_of(data, [value](uint8_t byte) { return byte == value; });
     }
+
+private:
+    const mode_t mask_before_ = current_umask();
 };
 
 }  // namespace iocache_test

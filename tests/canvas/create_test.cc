@@ -10,7 +10,6 @@ namespace {
 class create_canvas : public canvas_test {
 protected:
     void SetUp() override { start(); }
-    void TearDown() override { umask(mask_before_); }
     // Refused with this report and without a trace.
     void expect_refused(const shape& s, int32_t result, int32_t error, const std::string& message)
     {
@@ -30,9 +29,6 @@ protected:
     {
         for (int32_t slot = 0; slot < 50; ++slot) ASSERT_EQ(create(numbered("m", slot), small_mask), slot);
     }
-
-private:
-    const mode_t mask_before_ = current_umask();
 };
 INSTANTIATE_TEST_SUITE_P(, create_canvas, both_modes(), mode_name);
 
