@@ -1,6 +1,9 @@
 // Single pixels read out of memory while the tile is taken away: the value is always one the pixel had.
 #include <array>
+#include <csignal>
 #include <thread>
+
+#include <sys/mman.h>
 
 #include "tests/cache/forced_test.h"
 
@@ -74,6 +77,65 @@ TEST_P(pixel_race, pixel_is_right_at_any_step_of_taking_its_tile_away)
         if (all_steps_done) break;
     }
     EXPECT_GT(steps_met, 10);
+}
+
+// Stops a reader in the middle: its memory cannot be read, and the fault lets the cache process take the tile away and
+// put another in its place before the same read goes on.
+class fault_in_the_middle {
+public:
+    explicit fault_in_the_middle(uint8_t* memory)
+    {
+        memory_ = memory;
+        waits_ = hooks::waits;
+        faults = 0;
+        struct sigaction action = {};
+        action.sa_handler = let_the_cache_process_go_on;
+        sigaction(SIGSEGV, &action, &before_);
+        mprotect(memory_, picture_tile_bytes, PROT_NONE);
+    }
+    ~fault_in_the_middle()
+    {
+        mprotect(memory_, picture_tile_bytes, PROT_READ | PROT_WRITE);
+        sigaction(SIGSEGV, &before_, nullptr);
+    }
+    fault_in_the_middle(const fault_in_the_middle&) = delete;
+    fault_in_the_middle& operator=(const fault_in_the_middle&) = delete;
+
+    static inline std::atomic<int> faults;
+
+private:
+    static void let_the_cache_process_go_on(int /*signal*/)
+    {
+        ++faults;
+        mprotect(memory_, picture_tile_bytes, PROT_READ | PROT_WRITE);
+        hooks::go_on = true;
+        wait_for([] { return hooks::waits > waits_; });
+    }
+
+    static inline uint8_t* memory_;
+    static inline int waits_;
+    struct sigaction before_ = {};
+};
+
+TEST_P(pixel_race, pixel_is_right_though_its_tile_goes_in_the_middle_of_the_read)
+{
+    make_canvases(2);
+    read_tile(canvases[0], 0);
+    settle();
+    uint8_t* const memory = cached(canvases[0], 0)->buffer;
+    cv_prefetch_allowed = 0;
+    hooks::pause_at_idle_lock = 1;
+    fill_slot(0, canvases[0], {tile_side, 0, columns * tile_side - 1, 0});
+    ASSERT_EQ(ask(opcode::one_slot), 0);
+    let_go(parg.req[0].tile);
+    ASSERT_TRUE(wait_for([] { return hooks::paused.load(); }));
+    {
+        const fault_in_the_middle fault(memory);
+        EXPECT_TRUE(reads_right(0, 0));
+        EXPECT_EQ(fault_in_the_middle::faults, 1) << "the pixel was being read out of memory";
+    }
+    hooks::go_on = true;
+    settle();
 }
 
 TEST_P(pixel_race, many_readers_of_a_cache_of_two_tiles_always_read_right)
