@@ -70,7 +70,9 @@ void put_date(char (&field)[20])
     char day[8] = "";
     char clock[8] = "";
     char year[8] = "";
-    std::sscanf(std::ctime(&now), "%*s %7s %7s %5[0-9:]%*[0-9:] %7s", month, day, clock, year);
+    const char* const text = std::ctime(&now);
+    if (text == nullptr) return;  // a clock beyond any calendar: the field stays empty
+    std::sscanf(text, "%*s %7s %7s %5[0-9:]%*[0-9:] %7s", month, day, clock, year);
     std::snprintf(field, sizeof field, "%.3s %.2s %.5s %.6s", month, day, clock, year);
 }
 

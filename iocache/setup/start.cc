@@ -52,6 +52,7 @@ void compose_header_part()
     const char* name = setup::configured_text(product_name_item);
     if (name == nullptr || std::strlen(name) >= product_name_limit) name = "???";
     const char* const release = setup::configured_text(product_release_item);
+    std::memset(HeaderPart, 0, sizeof HeaderPart);  // all of it goes into new files
     std::snprintf(HeaderPart, sizeof HeaderPart, "%s %s", name, release != nullptr ? release : "-1.-1");
 }
 
