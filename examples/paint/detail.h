@@ -21,7 +21,7 @@ int32_t detail_level(double zoom);
 struct detail_place {
     int32_t level = 0, column = 0, row = 0;
 
-    auto operator<=>(const detail_place&) const = default;
+    auto operator<=>(const detail_place&) const = default;  // NOLINT(modernize-use-nullptr): a false alarm
     [[nodiscard]] int32_t step() const { return 1 << level; }
     // The canvas pixels it stands for; may reach beyond the canvas.
     [[nodiscard]] area canvas_pixels(const area& canvas) const;

@@ -74,7 +74,7 @@ paint::document::~document()
     if (number_ >= 0) close();
 }
 
-void paint::document::become_current()
+void paint::document::become_current() const
 {
     cv_canvas* const record = canvastable[number_];
     if (is_picture()) {
@@ -104,12 +104,13 @@ paint::area paint::document::bounds() const
 
 bool paint::document::read_line(int32_t y, int32_t x_first, int32_t x_last, pixel_line& line) const
 {
-    const auto pixels = static_cast<size_t>(x_last - x_first + 1);
+    const auto pixels = static_cast<size_t>(int64_t{x_last} - x_first + 1);
     line.colour.resize(pixels * static_cast<size_t>(record().bytes_per_pixel));
     line.alpha.resize(is_picture() ? pixels : 0);
     return cv_getline(number_, line.colour.data(), line.alpha.data(), y, x_first, x_last) == 0;
 }
 
+// The canvas changes, though no member does. NOLINTNEXTLINE(readability-make-member-function-const)
 bool paint::document::store_line(int32_t y, int32_t x_first, int32_t x_last, const pixel_line& line)
 {
     return cv_storeline(number_, line.colour.data(), line.alpha.data(), y, x_first, x_last) == 0;

@@ -64,7 +64,7 @@ public:
 
 private:
     explicit document(int32_t number);
-    void become_current();
+    void become_current() const;
     void load_reduced_image();
     [[nodiscard]] size_t reduced_pixels() const;
     [[nodiscard]] std::span<uint8_t> reduced_image() const;

@@ -80,7 +80,7 @@ void draw_canvas(const panel_facts& facts, panel_wishes& wishes)
     wishes.fit = ImGui::Button("Fit");
     ImGui::SameLine();
     wishes.full_pixels = ImGui::Button("1 : 1");
-    if (!facts.status.empty()) ImGui::TextWrapped("%s", facts.status.c_str());
+    ImGui::TextUnformatted(facts.status.c_str());  // also an empty one: what is below stays where it is
 }
 
 void draw_cache(const panel_facts& facts)

@@ -20,7 +20,7 @@ paint::texture::~texture()
     if (name_ != 0) glDeleteTextures(1, &name_);
 }
 
-void paint::texture::upload(const area& part, const uint8_t* rgba, int32_t line_pixels)
+void paint::texture::upload(const area& part, const uint8_t* rgba, int32_t line_pixels) const
 {
     glBindTexture(GL_TEXTURE_2D, name_);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);

@@ -26,7 +26,7 @@ public:
     }
 
     // Replaces this part; the bytes are those of its upper left pixel, lines lie `line_pixels` apart.
-    void upload(const area& part, const uint8_t* rgba, int32_t line_pixels);
+    void upload(const area& part, const uint8_t* rgba, int32_t line_pixels) const;
 
     // What Dear ImGui's OpenGL backend takes for an image.
     [[nodiscard]] ImTextureID id() const

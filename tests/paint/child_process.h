@@ -23,9 +23,11 @@ public:
     child_process(std::vector<std::string> command, std::vector<std::string> environment_changes = {})
     {
         std::vector<char*> arguments;
+        arguments.reserve(command.size() + 1);
         for (std::string& argument : command) arguments.push_back(argument.data());
         arguments.push_back(nullptr);
         std::vector<char*> variables;  // of two with one name the first counts
+        variables.reserve(environment_changes.size());
         for (std::string& variable : environment_changes) variables.push_back(variable.data());
         for (char** variable = environ; *variable != nullptr; ++variable) variables.push_back(*variable);
         variables.push_back(nullptr);

@@ -21,6 +21,18 @@ std::vector<int32_t> sampled(int32_t first, int32_t length, double scale)
     return places;
 }
 
+// Where the reduced image is looked at for an icon: a running sum again.
+std::vector<size_t> icon_places(size_t count, double factor)
+{
+    std::vector<size_t> places;
+    double sum = 0.0;
+    while (places.size() < count) {
+        places.push_back(static_cast<size_t>(sum + 0.01));
+        sum += factor;
+    }
+    return places;
+}
+
 }  // namespace
 
 const bytes& painted_file::tile(int32_t column, int32_t row) const
@@ -82,12 +94,11 @@ painted_file::icon_check painted_file::check_icon() const
     const bytes image = expected_reduced_image();
     const bytes icon = file_.icon();
     icon_check found;
-    double y = 0.0;
-    for (size_t row = 0; row < icon_height; ++row, y += factor) {
-        double x = 0.0;
-        for (size_t column = 0; column < icon_width; ++column, x += factor) {
-            const auto source_x = static_cast<size_t>(x + 0.01);
-            const auto source_y = static_cast<size_t>(y + 0.01);
+    const std::vector<size_t> places = icon_places(std::max(icon_width, icon_height), factor);
+    for (size_t row = 0; row < icon_height; ++row) {
+        for (size_t column = 0; column < icon_width; ++column) {
+            const size_t source_x = places[column];
+            const size_t source_y = places[row];
             const bool inside = source_x < image_width && source_y < image_height;
             bool wrong = false;
             bool painted = false;
