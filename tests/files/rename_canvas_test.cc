@@ -90,9 +90,9 @@ TEST_P(renaming, path_of_the_caller_is_copied)
 TEST_P(renaming, file_last_written_keeps_a_valid_name)
 {
     ASSERT_EQ(cv_flush_tiles_keep(canvas->index), 0);
-    ASSERT_EQ(cv_name_file, path("mask"));
+    ASSERT_STREQ(cv_name_file, path("mask").c_str());
     EXPECT_EQ(rename(path("new")), 0);
-    EXPECT_EQ(cv_name_file, path("mask"));
+    EXPECT_STREQ(cv_name_file, path("mask").c_str());
 }
 
 TEST_P(renaming, canvas_is_found_by_its_new_name)

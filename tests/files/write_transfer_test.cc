@@ -162,18 +162,18 @@ TEST_P(writing, kept_open_write_names_its_file_before_anything_else)
     std::filesystem::remove(path("picture"));
     printed_by([&] { EXPECT_EQ(cv_write2(canvas, 0, block.data(), 64), -255); });
     ASSERT_NE(cv_name_file, nullptr);
-    EXPECT_EQ(cv_name_file, path("picture"));
+    EXPECT_STREQ(cv_name_file, path("picture").c_str());
 }
 
 TEST_P(writing, named_file_is_that_of_the_last_write)
 {
     cv_canvas& mask = settled("mask", small_mask);
     ASSERT_EQ(cv_write2(canvas, 5000, block.data(), 64), 0);
-    EXPECT_EQ(cv_name_file, path("picture"));
+    EXPECT_STREQ(cv_name_file, path("picture").c_str());
     ASSERT_EQ(cv_write2(&mask, 5000, block.data(), 64), 0);
-    EXPECT_EQ(cv_name_file, path("mask"));
+    EXPECT_STREQ(cv_name_file, path("mask").c_str());
     ASSERT_EQ(canvas_close(mask.index), 0);
-    EXPECT_EQ(cv_name_file, path("mask")) << "still valid after its canvas has gone";
+    EXPECT_STREQ(cv_name_file, path("mask").c_str()) << "still valid after its canvas has gone";
 }
 
 TEST_P(writing, positions_beyond_4_gib_are_kept_apart)
