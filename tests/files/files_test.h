@@ -63,21 +63,6 @@ inline bytes part_of(const bytes& whole, size_t offset, size_t count)
     return {start, start + static_cast<std::ptrdiff_t>(count)};
 }
 
-// The same call, again and again, holds no more: descriptors and slots exactly, memory but for what the allocator keeps
-// for itself, which does not grow with the calls as a lost block would.
-template <class Call> void expect_no_growth(Call call)
-{
-    constexpr size_t calls = 100;
-    constexpr size_t smallest_block_bytes = 32;
-    for (int i = 0; i < 3; ++i) call();
-    const holdings before;
-    for (size_t i = 0; i < calls; ++i) call();
-    const holdings after;
-    EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_EQ(after.slots, before.slots);
-    EXPECT_LT(after.bytes, before.bytes + calls * smallest_block_bytes / 2);
-}
-
 // A running library and an open canvas whose failures the test provokes.
 class files_test : public canvas_test {
 protected:

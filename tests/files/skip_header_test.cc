@@ -119,7 +119,7 @@ TEST_P(skipping, image_that_is_a_pipe_is_told_and_closed)
 
 TEST_P(skipping, nothing_is_held_afterwards)
 {
-    expect_no_growth([&] {
+    expect_nothing_held([&] {
         const int image = open_image(100, 100, '1');
         skip_header(image);
         close(image);
