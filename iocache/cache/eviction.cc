@@ -78,6 +78,11 @@ void rest(cv_canvas& canvas)
     }
 }
 
+bool was_last_tile(cv_canvas& canvas)
+{
+    return tiles_fetched(canvas).fetch_sub(1, std::memory_order_relaxed) == 1;
+}
+
 // The block freed last serves `bytes`: its zone is free, or of the right kind.
 bool freed_block_serves(int32_t bytes)
 {
@@ -99,7 +104,7 @@ pass evict_from_oldest(int32_t bytes)
             strand(*victim);
             return pass::failed;
         }
-        if (victim->canvas != nullptr && --victim->canvas->tiles_fetched == 0) rest(*victim->canvas);
+        if (victim->canvas != nullptr && was_last_tile(*victim->canvas)) rest(*victim->canvas);
         cv_tile* const following = neighbour(*victim);
         unlink_and_free(*victim);
         if (freed_block_serves(bytes)) return pass::found;

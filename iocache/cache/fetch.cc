@@ -37,14 +37,14 @@ cv_tile* make_entry(cv_canvas& canvas, int32_t column, int32_t row, search_for p
     tile->x = column;
     tile->y = row;
     tile->size = canvas.tile_bytes;
-    ++canvas.tiles_fetched;
+    tiles_fetched(canvas).fetch_add(1, std::memory_order_relaxed);
     return tile;
 }
 
 // Nobody has seen this tile yet.
 void discard(cv_tile& tile)
 {
-    --tile.canvas->tiles_fetched;
+    tiles_fetched(*tile.canvas).fetch_sub(1, std::memory_order_relaxed);
     cv_alloc_free(tile.buffer);
     give_back_entry(tile);
 }

@@ -45,6 +45,11 @@ inline std::atomic_ref<int32_t> dirty(cv_tile& tile)
 {
     return std::atomic_ref(tile.dirty);
 }
+// Counted by the cache side; a conversion moves tiles, and their count, from the client.
+inline std::atomic_ref<int32_t> tiles_fetched(cv_canvas& canvas)
+{
+    return std::atomic_ref(canvas.tiles_fetched);
+}
 inline cv_tile* cached_tile(const cv_canvas& canvas, int64_t index)
 {
     return std::atomic_ref(canvas.tile_cache[index]).load(std::memory_order_acquire);

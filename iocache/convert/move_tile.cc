@@ -12,8 +12,8 @@ int32_t iocache::convert::move_tile(cv_tile& tile, cv_canvas& from, cv_canvas& t
         tile.canvas = &to;
         tile.file_pos = 0;
         cache::set_cached_tile(to, index, &tile, held);
-        --from.tiles_fetched;
-        ++to.tiles_fetched;
+        cache::tiles_fetched(from).fetch_sub(1, std::memory_order_relaxed);
+        cache::tiles_fetched(to).fetch_add(1, std::memory_order_relaxed);
     }
     cache::release_tile(&tile);
     return static_cast<int32_t>(index);

@@ -4,6 +4,7 @@
 // Longer runs: IOCACHE_MODEL_OPERATIONS sets how many operations a run makes, IOCACHE_MODEL_SEED where it begins.
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -148,7 +149,7 @@ protected:
         for (size_t i = 0; i < both.size(); ++i) {
             const run_pixels expected = both[i]->model.load(where[i]);
             EXPECT_EQ(std::memcmp(parg.req[i].pixel, expected.colour.data(), expected.colour.size()), 0);
-            parg.req[i].tile->locked = 0;
+            std::atomic_ref(parg.req[i].tile->locked).store(0, std::memory_order_release);
         }
     }
 

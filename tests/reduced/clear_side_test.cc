@@ -1,5 +1,6 @@
 // Clearing the margins of edge tiles: everything outside the image becomes zero, everything inside stays, tiles that
 // do not exist stay away.
+#include <atomic>
 #include <cstring>
 
 #include "tests/reduced/reduced_test.h"
@@ -26,7 +27,7 @@ void fill_tile(int32_t canvas, const rectangle& part)
     parg.req[0].write = 1;
     ASSERT_EQ(cv_tile_access(), 0);
     std::memset(parg.req[0].buffer, fill, static_cast<size_t>(canvastable[canvas]->tile_bytes));
-    parg.req[0].tile->locked = 0;
+    std::atomic_ref(parg.req[0].tile->locked).store(0, std::memory_order_release);
 }
 
 // A filled tile whose margins are cleared.
