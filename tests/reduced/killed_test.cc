@@ -260,7 +260,9 @@ protected:
             // In process mode pre-write makes as many transfers as it finds time for.
             if (was_killed(status) && is_complete(file)) files.push_back(file);
         }
-        ASSERT_GT(files.size(), static_cast<size_t>(total / 2));
+        // Many of the later transfers are then never reached.
+        const int share = GetParam() == mode::process ? 8 : 2;
+        ASSERT_GT(files.size(), static_cast<size_t>(total / share));
         open_all(image, files);
     }
     // Kills a child from outside after some of its lines.
