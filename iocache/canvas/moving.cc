@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "iocache/canvas/canvas.h"
+#include "iocache/platform/owned.h"
 #include "iocache/setup/setup.h"
 
 namespace {
@@ -18,10 +19,7 @@ using namespace iocache::canvas;
 
 constexpr size_t copy_chunk_bytes = 4'194'304;  // what Rbuf lends
 
-struct close_file {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using owned_file = std::unique_ptr<FILE, close_file>;
+using platform::owned_file;
 
 // The part before the last '/'; empty without one, which then names no folder.
 std::string folder_of(std::string_view path)

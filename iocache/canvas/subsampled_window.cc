@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "iocache/canvas/canvas.h"
+#include "iocache/platform/owned.h"
 #include "iocache/setup/setup.h"
 
 namespace {
@@ -20,10 +21,7 @@ constexpr setup::failure not_written{-255, 999217, "cannot write file for subsam
 constexpr setup::failure no_source{-255, 999220, "cannot open file for subsampled window"};
 constexpr setup::failure not_read{-255, 999221, "cannot read file for subsampled window"};
 
-struct close_file {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using owned_file = std::unique_ptr<FILE, close_file>;
+using platform::owned_file;
 
 size_t window_bytes(const cv_canvas& record)
 {

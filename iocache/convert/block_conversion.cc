@@ -16,7 +16,9 @@
 #include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
 #include "iocache/convert/block_file.h"
+#include "iocache/convert/reduced_in_rbuf.h"
 #include "iocache/convert/replace_file.h"
+#include "iocache/platform/owned.h"
 #include "iocache/setup/setup.h"
 
 namespace {
@@ -45,23 +47,12 @@ constexpr failure block_not_read         {-255, 999145, "convert old file : read
 
 constexpr int32_t header_buffer_bytes = 4096;
 
-struct close_file {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-struct free_memory {
-    void operator()(uint8_t* memory) const { std::free(memory); }
-};
-using owned_buffer = std::unique_ptr<uint8_t, free_memory>;
-
-owned_buffer allocate(int64_t bytes)
-{
-    return owned_buffer(static_cast<uint8_t*>(platform_allocate(bytes)));
-}
+using owned_buffer = platform::owned_memory<uint8_t>;
 
 // An old file that is being read.
 struct old_file {
     owned_buffer header;
-    std::unique_ptr<FILE, close_file> stream;
+    platform::owned_file stream;
     owned_buffer block;
     block_image image = {};
 
@@ -88,7 +79,7 @@ int32_t fail_and_keep(const failure& what, old_file& file)
 // Opens, reads and believes the header. A file whose own numbers are impossible is not one of this format.
 int32_t open_old_file(const char* path, old_file& file)
 {
-    file.header = allocate(header_buffer_bytes);
+    file.header = platform::allocate<uint8_t>(header_buffer_bytes);
     if (file.header == nullptr) return fail(no_header_buffer);
     file.stream.reset(canvas::open_stream(path, "r+"));
     if (file.stream == nullptr) return fail(cannot_open);
@@ -96,7 +87,7 @@ int32_t open_old_file(const char* path, old_file& file)
     file.image =
         parse_block_header(std::span<const uint8_t, block_header_bytes>(file.header.get(), size_t{block_header_bytes}));
     if (!file.image.is_possible(file.length())) return fail(header_not_read);
-    file.block = allocate(file.image.block_bytes());
+    file.block = platform::allocate<uint8_t>(file.image.block_bytes());
     if (file.block == nullptr) return fail(file.image.is_picture ? no_picture_block : no_mask_block);
     return 0;
 }
@@ -107,7 +98,7 @@ int32_t read_palette(old_file& file)
     if (!image.has_palette()) return 0;
     if (!file.seek(block_header_bytes)) return fail_and_keep(no_seek_to_palette, file);
     const int32_t palette_bytes = image.palette_entries * 4;
-    owned_buffer palette = allocate(palette_bytes);
+    owned_buffer palette = platform::allocate<uint8_t>(palette_bytes);
     std::vector<uint8_t> stored(static_cast<size_t>(image.palette_entries) * static_cast<size_t>(image.entry_bytes()));
     if (palette == nullptr) return fail_and_keep(no_palette, file);
     if (!file.read(stored.data(), static_cast<int64_t>(stored.size())))
@@ -132,15 +123,9 @@ int32_t create_canvas(const block_image& image, const char* name)
                       0, 0);
 }
 
-// The reduced image in Rbuf follows the tile that holds (x, y).
-void update_reduced_image(const cv_canvas& record, int32_t x, int32_t y)
+int32_t tile_of(const cv_canvas& record, int32_t x, int32_t y)
 {
-    const int32_t tile = (y >> record.tile_shift_y) * record.tiles_across + (x >> record.tile_shift_x);
-    if (record.kind == canvas::mask_kind) {
-        cv_update_virt_subsampled_mtile_Rbuf(record.index, tile);
-    } else {
-        cv_update_virt_subsampled_ptile_Rbuf(record.index, tile);
-    }
+    return (y >> record.tile_shift_y) * record.tiles_across + (x >> record.tile_shift_x);
 }
 
 bool copy_blocks(const old_file& file, const cv_canvas& record)
@@ -155,21 +140,10 @@ bool copy_blocks(const old_file& file, const cv_canvas& record)
                 if (!visit.at(x, y)) return false;
                 copy_block(image, block, visit.request().pixel, visit.request().line_bytes);
             }
-            update_reduced_image(record, x, y);
+            update_reduced_image(record, tile_of(record, x, y));
         }
     }
     return true;
-}
-
-void store_reduced_image_and_icon(cv_canvas& record)
-{
-    if (record.geom.subsampled == 1) cv_write_subsampled_Rbuf(record.index);
-    if (record.kind == canvas::mask_kind) {
-        cv_make_mask_icon_Rbuf(&record);
-    } else {
-        cv_make_pic_icon_Rbuf(&record);
-    }
-    cv_write_icon(record.index);
 }
 
 // Closes an unmarked canvas, which takes its file along.

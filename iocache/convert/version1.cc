@@ -7,6 +7,7 @@
 #include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
 #include "iocache/convert/move_tile.h"
+#include "iocache/convert/reduced_in_rbuf.h"
 #include "iocache/setup/setup.h"
 
 namespace {
@@ -48,15 +49,6 @@ bool grids_agree(const cv_canvas& a, const cv_canvas& b)
            a.tile_height == b.tile_height && a.tile_bytes == b.tile_bytes;
 }
 
-void update_reduced_image(const cv_canvas& record, int32_t tile)
-{
-    if (record.kind == canvas::mask_kind) {
-        cv_update_virt_subsampled_mtile_Rbuf(record.index, tile);
-    } else {
-        cv_update_virt_subsampled_ptile_Rbuf(record.index, tile);
-    }
-}
-
 // Every tile that exists, in order. False when one cannot be had.
 bool move_tiles(cv_canvas& old, cv_canvas& fresh)
 {
@@ -74,24 +66,13 @@ bool move_tiles(cv_canvas& old, cv_canvas& fresh)
             if (cv_if_tile_exist() == 0) {
                 if (cv_tile_access() != 0) return false;
                 const int32_t tile = convert::move_tile(*request.tile, old, fresh);
-                update_reduced_image(fresh, tile);  // leaves the request as it was
+                convert::update_reduced_image(fresh, tile);  // leaves the request as it was
             }
             x += request.run_x;
         }
         y += parg.req[0].run_y;
     }
     return true;
-}
-
-void store_reduced_image_and_icon(cv_canvas& record)
-{
-    if (record.geom_orig.subsampled == 1) cv_write_subsampled_Rbuf(record.index);
-    if (record.kind == canvas::mask_kind) {
-        cv_make_mask_icon_Rbuf(&record);
-    } else {
-        cv_make_pic_icon_Rbuf(&record);
-    }
-    cv_write_icon(record.index);
 }
 
 // Moves everything and has it on the disk; only then may the old file go.
@@ -101,7 +82,7 @@ bool transform(cv_canvas& old, cv_canvas& fresh)
     canvas_make_tables(fresh.index);
     MP_memset(Rbuf, 0, cv_max_lres_hor * 4, cv_max_lres_vert);
     if (!move_tiles(old, fresh)) return false;
-    store_reduced_image_and_icon(fresh);
+    convert::store_reduced_image_and_icon(fresh);
     return cv_flush_tiles_keep(fresh.index) == 0 && canvas::synchronise(fresh);
 }
 
