@@ -1,6 +1,8 @@
 // Thin wrappers around the system's calls.
 #include "tools/file.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <filesystem>
 
@@ -67,6 +69,13 @@ std::int64_t free_bytes(const std::string& path)
     struct statvfs system {};
     if (statvfs(path.c_str(), &system) != 0) return -1;
     return static_cast<std::int64_t>(system.f_bavail) * static_cast<std::int64_t>(system.f_frsize);
+}
+
+std::string ending_of(const std::string& path)
+{
+    std::string ending = std::filesystem::path(path).extension().string();
+    std::ranges::transform(ending, ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return ending;
 }
 
 std::string folder_of(const std::string& path)

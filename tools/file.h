@@ -47,6 +47,9 @@ private:
 // The folder a path lies in; "." for a bare name.
 [[nodiscard]] std::string folder_of(const std::string& path);
 
+// How a path ends, in lower case, with the dot; empty for a name without one.
+[[nodiscard]] std::string ending_of(const std::string& path);
+
 // Throws `failure` when a command is about to replace what it reads.
 void refuse_same_file(const std::string& read, const std::string& written);
 

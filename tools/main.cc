@@ -58,6 +58,9 @@ int parse_and_run(int argc, char** argv)
     add_export(app, chosen);
     add_info(app, chosen);
     add_compare(app, chosen);
+    add_preview(app, chosen);
+    add_separations(app, chosen);
+    add_refresh(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {

@@ -46,7 +46,7 @@ TEST_F(failure_test, senseless_command_lines_are_told_by_code_2)
 TEST_F(failure_test, every_command_explains_itself)
 {
     EXPECT_NE(iocache({"--help"}).out.find("Exit codes"), std::string::npos);
-    for (const char* const command : {"import", "export", "info", "compare"}) {
+    for (const char* const command : {"import", "export", "info", "compare", "preview", "separations", "refresh"}) {
         const outcome result = iocache({command, "--help"});
         EXPECT_EQ(result.exit_code, 0);
         EXPECT_NE(result.out.find("Usage: iocache " + std::string(command)), std::string::npos) << result.out;

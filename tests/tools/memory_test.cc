@@ -85,6 +85,9 @@ TEST_F(memory_test, import_and_export_of_a_large_picture)
     expect_bounded({"export", path("canvas"), path("out.tif")});
     expect_bounded({"export", path("canvas"), path("out.png")});
     expect_bounded({"compare", path("canvas"), path("photo.tif")});
+    expect_bounded({"refresh", path("canvas")});
+    expect_bounded({"preview", path("canvas"), path("small.png")});
+    expect_bounded({"preview", path("canvas"), path("level.png"), "--level", "1"});
 }
 
 TEST_F(memory_test, one_strip_that_is_larger_than_memory_may_be)
@@ -100,6 +103,9 @@ TEST_F(memory_test, the_widest_rows_of_16_bits)
     write_rows("photo.tif", 32767, 600, 4, 16, false, COMPRESSION_ADOBE_DEFLATE, 8);
     expect_bounded({"import", path("photo.tif"), path("canvas")});
     expect_bounded({"export", path("canvas"), path("out.png")});
+    expect_bounded({"refresh", path("canvas")});
+    expect_bounded({"preview", path("canvas"), path("level.png"), "--level", "0"});
+    expect_bounded({"separations", path("canvas"), path("plates")});
 }
 
 TEST_F(memory_test, a_picture_on_its_side)

@@ -18,7 +18,8 @@ constexpr std::int32_t too_many_pixels = -4;  // canvas_new's results
 constexpr std::int32_t file_exists = -20;
 constexpr std::int32_t other_tile_size = -96;  // canvas_old's result
 
-// What the library said, as a failure to do `what`.
+}  // namespace
+
 failure library_failure(const std::string& path, const std::string& what)
 {
     if (cv_disk_full != 0) { return {exit_code::no_room, fmt::format("{}: {}: the disk is full", path, what)}; }
@@ -26,8 +27,6 @@ failure library_failure(const std::string& path, const std::string& what)
     return {exit_code::not_readable,
             reason.empty() ? path + ": " + what : fmt::format("{}: {}: {}", path, what, reason)};
 }
-
-}  // namespace
 
 open_canvas open_canvas::create(const std::string& path, canvas_kind kind, std::int32_t width, std::int32_t height)
 {

@@ -10,10 +10,14 @@
 #include <iocache/iocache.h>
 
 #include "tools/canvas/canvas_kind.h"
+#include "tools/failure.h"
 #include "tools/pipeline/canvas_block.h"
 #include "tools/rectangle.h"
 
 namespace iocache::tools {
+
+// What the library said last, as a failure to do `what` with the canvas at `path`.
+[[nodiscard]] failure library_failure(const std::string& path, const std::string& what);
 
 class open_canvas {
 public:
@@ -29,6 +33,7 @@ public:
     open_canvas& operator=(const open_canvas&) = delete;
     ~open_canvas();
 
+    [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] canvas_kind kind() const;
     [[nodiscard]] rectangle bounds() const;
     [[nodiscard]] const cv_canvas& record() const { return *canvastable[number_]; }

@@ -17,5 +17,8 @@ void add_import(CLI::App& app, action& chosen);
 void add_export(CLI::App& app, action& chosen);
 void add_info(CLI::App& app, action& chosen);
 void add_compare(CLI::App& app, action& chosen);
+void add_preview(CLI::App& app, action& chosen);
+void add_separations(CLI::App& app, action& chosen);
+void add_refresh(CLI::App& app, action& chosen);
 
 }  // namespace iocache::tools

@@ -1,8 +1,6 @@
 // iocache export: a canvas, or a part of it, becomes an image file: a TIFF that holds every byte of it,
 // or a PNG that shows what it looks like.
 #include <algorithm>
-#include <cctype>
-#include <filesystem>
 #include <memory>
 
 #include <fmt/format.h>
@@ -37,22 +35,10 @@ struct export_options {
 
 image_format format_of(const std::string& path)
 {
-    std::string ending = std::filesystem::path(path).extension().string();
-    std::ranges::transform(ending, ending.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::string ending = ending_of(path);
     if (ending == ".tif" || ending == ".tiff") return image_format::tiff;
     if (ending == ".png") return image_format::png;
     throw CLI::ValidationError("IMAGE", "must end in .tif, .tiff or .png: " + path);
-}
-
-rectangle chosen_part(const export_options& options, const rectangle& bounds)
-{
-    if (options.region.empty()) return bounds;
-    const rectangle part = options.region.back();
-    if (!bounds.contains(part)) {
-        throw CLI::ValidationError("--region", fmt::format("lies outside the canvas, which is {},{},{},{}", bounds.x,
-                                                           bounds.y, bounds.width, bounds.height));
-    }
-    return part;
 }
 
 void check_room(const std::string& path, std::uint64_t wanted)
@@ -174,7 +160,7 @@ exit_code run_export(const export_options& options)
     const session running(options.run.session);
     const open_canvas canvas = open_canvas::open(options.canvas);
     {
-        exporter work(canvas, chosen_part(options, canvas.bounds()), options);
+        exporter work(canvas, chosen_part(options.region, canvas.bounds()), options);
         if (format == image_format::tiff) {
             work.write_tiff(output);
         } else {

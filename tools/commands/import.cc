@@ -5,6 +5,7 @@
 #include <iocache/iocache.h>
 
 #include "tools/canvas/open_canvas.h"
+#include "tools/canvas/reduced_image.h"
 #include "tools/canvas/session.h"
 #include "tools/colour/converter.h"
 #include "tools/commands/commands.h"
@@ -58,11 +59,16 @@ exit_code run_import(const import_options& options)
     {
         open_canvas canvas = open_canvas::create(output.working_path(), kind, size.width, size.height);
         output.made();
-        progress bar("import", std::int64_t{size.width} * size.height);
-        run_pipeline(*source, colours, band_rows(image.width, kind), [&](const canvas_block& block) {
-            canvas.write(block);
-            bar.advance(static_cast<std::int64_t>(block.place.pixels()));
-        });
+        {
+            progress bar("import", std::int64_t{size.width} * size.height);
+            reduced_image reduced(canvas);
+            run_pipeline(*source, colours, band_rows(image.width, kind), [&](const canvas_block& block) {
+                canvas.write(block);
+                reduced.take(block);
+                bar.advance(static_cast<std::int64_t>(block.place.pixels()));
+            });
+            reduced.store();
+        }
         costs.note_cache(canvas, running);
         canvas.keep();
     }

@@ -90,4 +90,15 @@ CLI::Option* add_rectangles(CLI::App& command, const std::string& name, std::vec
         ->type_name("X,Y,W,H");
 }
 
+rectangle chosen_part(const std::vector<rectangle>& region, const rectangle& bounds)
+{
+    if (region.empty()) return bounds;
+    const rectangle part = region.back();
+    if (!bounds.contains(part)) {
+        throw CLI::ValidationError("--region", fmt::format("lies outside the canvas, which is {},{},{},{}", bounds.x,
+                                                           bounds.y, bounds.width, bounds.height));
+    }
+    return part;
+}
+
 }  // namespace iocache::tools

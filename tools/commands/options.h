@@ -41,4 +41,7 @@ struct reading_options {
 CLI::Option* add_rectangles(CLI::App& command, const std::string& name, std::vector<rectangle>& target,
                             const std::string& help);
 
+// The part given last, or all of the canvas. Throws CLI::ValidationError for one that lies outside.
+[[nodiscard]] rectangle chosen_part(const std::vector<rectangle>& region, const rectangle& bounds);
+
 }  // namespace iocache::tools
