@@ -68,6 +68,9 @@ int64_t reduced_image_bytes(const cv_canvas& record);
 FILE* open_stream(const char* path, const char* mode);
 // The kept-open stream, opened for writing if need be; null when it cannot be.
 FILE* writable_kept_stream(cv_canvas& record);
+// The canvas's file lies at new_path now: the record takes the name and opens its streams there. 0, or -256 when it
+// cannot, which is fatal.
+int32_t follow_file(cv_canvas& record, const char* new_path);
 // Makes the file at least this long; without one it stays as it is. Cache side.
 void extend_file(cv_canvas& record, int64_t bytes);
 // Everything written so far is on the disk. False when the platform says no.

@@ -84,9 +84,14 @@ int32_t canvas_rename_file(int32_t canvas, const char* new_path)
     if (record == nullptr) return -255;
     if (cv_flush_tiles_keep(canvas) != 0) return -255;
     if (cv_rename_file(0, record->file_name, new_path) != 0) return -255;
-    canvas_close_file(canvas);
-    const bool renamed = set_file_name(*record, new_path);
-    if (renamed && canvas_open_file(canvas) != -255) return 0;
+    return follow_file(*record, new_path);
+}
+
+int32_t iocache::canvas::follow_file(cv_canvas& record, const char* new_path)
+{
+    canvas_close_file(record.index);
+    const bool renamed = set_file_name(record, new_path);
+    if (renamed && canvas_open_file(record.index) != -255) return 0;
 
     constexpr const char* message = "rename file : cannot reopen new file";
     setup::report(999224, message);

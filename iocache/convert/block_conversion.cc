@@ -4,6 +4,7 @@
 // Failures around the palette and the new name leave the old file open and the buffers allocated, as meant.
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -61,10 +62,11 @@ struct old_file {
     {
         return std::fread(target, static_cast<size_t>(bytes), 1, stream.get()) == 1;
     }
+    // Only an ordinary file has a length; anything else holds no image.
     int64_t length() const
     {
         struct stat now = {};
-        return fstat(fileno(stream.get()), &now) == 0 ? now.st_size : -1;
+        return fstat(fileno(stream.get()), &now) == 0 && S_ISREG(now.st_mode) ? now.st_size : -1;
     }
 };
 
@@ -76,7 +78,7 @@ int32_t fail_and_keep(const failure& what, old_file& file)
     return fail(what);
 }
 
-// Opens, reads and believes the header. A file whose own numbers are impossible is not one of this format.
+// Opens the file and reads its header. A file whose own numbers are impossible is not one of this format.
 int32_t open_old_file(const char* path, old_file& file)
 {
     file.header = platform::allocate<uint8_t>(header_buffer_bytes);
@@ -86,7 +88,7 @@ int32_t open_old_file(const char* path, old_file& file)
     if (!file.read(file.header.get(), block_header_bytes)) return fail(header_not_read);
     file.image =
         parse_block_header(std::span<const uint8_t, block_header_bytes>(file.header.get(), size_t{block_header_bytes}));
-    if (!file.image.is_possible(file.length())) return fail(header_not_read);
+    if (!file.image.is_possible()) return fail(header_not_read);
     file.block = platform::allocate<uint8_t>(file.image.block_bytes());
     if (file.block == nullptr) return fail(file.image.is_picture ? no_picture_block : no_mask_block);
     return 0;
@@ -107,6 +109,14 @@ int32_t read_palette(old_file& file)
     cv_palet_ptr = palette.release();
     cv_palet_num_bytes = palette_bytes;
     return 0;
+}
+
+// A file that does not hold all of its blocks is found out here, with the report that reading them would give, and not
+// when half of a new canvas has been filled.
+int32_t find_blocks(const old_file& file)
+{
+    if (!file.seek(file.image.blocks_begin())) return fail(no_seek_to_blocks);
+    return file.length() < file.image.file_bytes() ? fail(block_not_read) : 0;
 }
 
 // Blocks are copied whole, so that a tile must hold whole blocks.
@@ -166,20 +176,30 @@ int32_t fill_canvas(const old_file& file, int32_t number)
         if (current_canvas >= 0) canvas_make_tables(current_canvas);
         return result;
     }
-    store_reduced_image_and_icon(record);
     return 0;
 }
 
-// Everything of the new canvas is on the disk before the old file is given up.
+// Closes the canvas, kept if all of it got into its file; otherwise the file goes.
 bool close_written(int32_t number)
 {
+    const bool has_images = store_reduced_image_and_icon(*canvastable[number]);
     cv_clear_side(number);
-    if (cv_flush_tiles_keep(number) != 0 || !canvas::synchronise(*canvastable[number])) {
-        canvas_close(number);  // not marked yet: its file goes
-        return false;
-    }
-    cv_mark_canvas_save(number);
-    return canvas_close(number) == 0;
+    const bool is_written = has_images && cv_flush_tiles_keep(number) == 0;
+    if (is_written) cv_mark_canvas_save(number);
+    return canvas_close(number) == 0 && is_written;
+}
+
+int32_t convert_file(old_file& file, const std::string& new_name, const char* path)
+{
+    if (find_blocks(file) != 0) return -255;
+    const int32_t number = create_canvas(file.image, new_name.c_str());
+    if (number < 0) return fail(not_created);
+    if (fill_canvas(file, number) != 0) return -255;
+    file.stream.reset();
+    if (!close_written(number)) return fail(not_created);
+    const int32_t result = replace_file(new_name.c_str(), path);
+    if (result != 0) unlink(new_name.c_str());  // nobody would know of it
+    return result;
 }
 
 }  // namespace
@@ -197,10 +217,7 @@ int32_t cv_convert_old_file(const char* path)
     if (name == nullptr) return fail_and_keep(no_new_name, file);
     const std::string new_name = name;  // the host's storage may change
 
-    const int32_t number = create_canvas(file.image, new_name.c_str());
-    if (number < 0) return fail(not_created);
-    if (fill_canvas(file, number) != 0) return -255;
-    file.stream.reset();
-    if (!close_written(number)) return fail(block_not_read);
-    return replace_file(new_name.c_str(), path);
+    const int32_t result = convert_file(file, new_name, path);
+    if (result != 0) cv_free_palet();  // of an image that there is not
+    return result;
 }

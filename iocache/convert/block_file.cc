@@ -57,10 +57,9 @@ int64_t iocache::convert::block_image::file_bytes() const
     return blocks_begin() + blocks_for(x_max) * blocks_for(y_max) * block_bytes();
 }
 
-bool iocache::convert::block_image::is_possible(int64_t actual_file_bytes) const
+bool iocache::convert::block_image::is_possible() const
 {
-    return x_max >= 0 && y_max >= 0 && palette_entries >= 0 && icon_width >= 0 && icon_height >= 0 &&
-           file_bytes() <= actual_file_bytes;
+    return x_max >= 0 && y_max >= 0 && palette_entries >= 0 && icon_width >= 0 && icon_height >= 0;
 }
 
 void iocache::convert::copy_block(const block_image& image, std::span<const uint8_t> block, uint8_t* target,

@@ -31,8 +31,8 @@ struct block_image {
     // Where the blocks begin, and the length of a file that holds them all; bytes.
     int64_t blocks_begin() const;
     int64_t file_bytes() const;
-    // The numbers can be true of a file of this length.
-    bool is_possible(int64_t actual_file_bytes) const;
+    // No image has a negative size or count.
+    bool is_possible() const;
 };
 
 block_image parse_block_header(std::span<const uint8_t, block_header_bytes> header);

@@ -11,13 +11,13 @@ void iocache::convert::update_reduced_image(const cv_canvas& record, int32_t til
     }
 }
 
-void iocache::convert::store_reduced_image_and_icon(cv_canvas& record)
+bool iocache::convert::store_reduced_image_and_icon(cv_canvas& record)
 {
-    if (record.geom_orig.subsampled == 1) cv_write_subsampled_Rbuf(record.index);
+    const bool has_image = record.geom_orig.subsampled != 1 || cv_write_subsampled_Rbuf(record.index) == 0;
     if (record.kind == canvas::mask_kind) {
         cv_make_mask_icon_Rbuf(&record);
     } else {
         cv_make_pic_icon_Rbuf(&record);
     }
-    cv_write_icon(record.index);
+    return cv_write_icon(record.index) == 0 && has_image;
 }

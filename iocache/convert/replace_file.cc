@@ -33,17 +33,17 @@ std::string folder_of(const std::string& path)
 // A copy straight onto the old file would empty it first; across file systems the copy is made beside it.
 int32_t iocache::convert::replace_file(const char* from, const char* to)
 {
+    if (!synchronise(from)) return -255;
     if (std::rename(from, to) == 0) {
         synchronise(folder_of(to));
         return 0;
     }
     if (errno != EXDEV) return -255;
     const std::string beside = std::string(to) + ".converted";
-    if (cv_rename_file(0, from, beside.c_str()) != 0 || !synchronise(beside)) {
+    if (cv_rename_file(0, from, beside.c_str()) != 0 || !synchronise(beside) || std::rename(beside.c_str(), to) != 0) {
         unlink(beside.c_str());
         return -255;
     }
-    if (std::rename(beside.c_str(), to) != 0) return -255;
     synchronise(folder_of(to));
     return 0;
 }

@@ -8,6 +8,7 @@
 #include "iocache/canvas/canvas.h"
 #include "iocache/convert/move_tile.h"
 #include "iocache/convert/reduced_in_rbuf.h"
+#include "iocache/convert/replace_file.h"
 #include "iocache/setup/setup.h"
 
 namespace {
@@ -40,6 +41,12 @@ void configure_like(const cv_canvas& old)
     cv_tilesize_vert = old.tile_height;
     cv_iconsize_hor = old.header->icon_width;
     cv_iconsize_vert = old.header->icon_height;
+}
+
+// What still refers to the old canvas would refer to nothing.
+bool may_be_closed(const cv_canvas& record)
+{
+    return record.open_zooms == 0 && record.busy != 1;
 }
 
 // A tile of one grid is a tile of the other: same place, same size.
@@ -75,15 +82,34 @@ bool move_tiles(cv_canvas& old, cv_canvas& fresh)
     return true;
 }
 
-// Moves everything and has it on the disk; only then may the old file go.
+// Moves everything and has it in the new file; only then may the old one go. What the host changed before goes to the
+// old file first, which is then complete whatever happens.
 bool transform(cv_canvas& old, cv_canvas& fresh)
 {
-    if (!grids_agree(old, fresh)) return false;
+    if (!may_be_closed(old) || !grids_agree(old, fresh) || cv_flush_tiles_keep(old.index) != 0) return false;
     canvas_make_tables(fresh.index);
     MP_memset(Rbuf, 0, cv_max_lres_hor * 4, cv_max_lres_vert);
-    if (!move_tiles(old, fresh)) return false;
-    convert::store_reduced_image_and_icon(fresh);
-    return cv_flush_tiles_keep(fresh.index) == 0 && canvas::synchronise(fresh);
+    return move_tiles(old, fresh) && convert::store_reduced_image_and_icon(fresh) &&
+           cv_flush_tiles_keep(fresh.index) == 0;
+}
+
+// The new file takes the old one's name, and both records follow: closing the old canvas must not delete the file that
+// has its name now. False, with both files where they were, when the file cannot be moved.
+bool take_name(cv_canvas& old, cv_canvas& fresh, const std::string& old_name)
+{
+    const std::string new_name = fresh.file_name;
+    if (!canvas::set_file_name(old, new_name.c_str())) return false;
+    if (convert::replace_file(new_name.c_str(), old_name.c_str()) == 0) return true;
+    canvas::set_file_name(old, old_name.c_str());
+    return false;
+}
+
+// The new canvas goes with its file; what of the old one was in memory is in its file.
+int32_t give_up(int32_t number)
+{
+    canvas_close(number);
+    if (current_canvas >= 0) canvas_make_tables(current_canvas);
+    return -255;
 }
 
 }  // namespace
@@ -105,15 +131,12 @@ int32_t cv_transform_v1_to_v10(int32_t canvas)
     if (number < 0) return -255;
 
     cv_canvas& fresh = *canvastable[number];
-    if (!transform(*old, fresh)) {
-        canvas_close(number);  // not marked: its file goes, and the old one is as it was
-        return -255;
-    }
     const std::string old_name = old->file_name;
+    if (!transform(*old, fresh) || !take_name(*old, fresh, old_name)) return give_up(number);
     fresh.save = old->save;
-    old->save = 0;  // so that closing it deletes its file
+    old->save = 0;
     canvas_close(canvas);
-    canvas_rename_file(number, old_name.c_str());
+    const int32_t followed = canvas::follow_file(fresh, old_name.c_str());
     canvas_make_tables(current_canvas);
-    return number;
+    return followed == 0 ? number : followed;
 }

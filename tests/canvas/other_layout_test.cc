@@ -6,7 +6,9 @@ using namespace iocache_test;
 
 namespace {
 
-const messages not_converted{"convert old file : read error"};  // the conversion's own, and nothing besides
+// The conversion's own, and nothing besides.
+const messages impossible{"convert old file : read error"};
+const messages too_short{"convert old file : read problem"};
 
 class other_layout : public open_test {};
 INSTANTIATE_TEST_SUITE_P(, other_layout, both_modes(), mode_name);
@@ -16,7 +18,7 @@ TEST_P(other_layout, of_a_text_is_refused)
     bytes text;
     while (text.size() < 5000) text.insert(text.end(), {'t', 'e', 'x', 't', '\n'});
     write_whole_file(path("c"), text);
-    expect_refused(-255, 999136, not_converted);
+    expect_refused(-255, 999145, too_short);
 }
 
 TEST_P(other_layout, of_random_bytes_is_refused)
@@ -26,7 +28,7 @@ TEST_P(other_layout, of_random_bytes_is_refused)
     for (uint8_t& byte : noise) byte = static_cast<uint8_t>((state = state * 1'664'525 + 1'013'904'223) >> 24U);
     noise[2] = 0xFF;  // a last column below 0
     write_whole_file(path("c"), noise);
-    expect_refused(-255, 999136, not_converted);
+    expect_refused(-255, 999136, impossible);
 }
 
 TEST_P(other_layout, of_a_canvas_with_a_damaged_magic_number_is_refused)
@@ -35,7 +37,7 @@ TEST_P(other_layout, of_a_canvas_with_a_damaged_magic_number_is_refused)
     file.put16(field::x_max, 32'767).put16(field::y_max, 32'767);  // more blocks than the file could hold
     for (const int32_t magic : {414'140, 0, -1}) {
         file.put32(field::magic, magic).save();
-        expect_refused(-255, 999136, not_converted);
+        expect_refused(-255, 999145, too_short);
     }
 }
 
@@ -44,7 +46,7 @@ TEST_P(other_layout, leaves_the_other_canvases_alone)
     const int32_t canvas = create("other", small_mask);
     store(*canvastable[canvas], 3, 5);
     write_whole_file(path("c"), bytes(5000, 0xFF));
-    expect_refused(-255, 999136, not_converted);
+    expect_refused(-255, 999136, impossible);
     EXPECT_TRUE(is_all(line(*canvastable[canvas], 3), 5));
     EXPECT_EQ(create("next", small_mask), 1);
 }

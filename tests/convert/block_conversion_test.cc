@@ -159,6 +159,19 @@ TEST_P(block_conversion, opening_an_old_file_converts_and_opens_it)
     expect_canvas_holds("old", image);
 }
 
+TEST_P(block_conversion, new_file_comes_from_another_file_system)
+{
+    const old_image image{.width = 300, .height = 200, .flag = '0'};
+    start();
+    const new_files_elsewhere elsewhere;
+    const std::string name = write("old", old_file(image));
+    if (!elsewhere.is_elsewhere(name)) GTEST_SKIP() << "there is one file system only";
+    ASSERT_EQ(cv_convert_old_file(name.c_str()), 0) << host().last_message();
+    expect_canvas_holds("old", image);
+    EXPECT_TRUE(elsewhere.is_empty());
+    EXPECT_FALSE(std::filesystem::exists(name + ".converted"));
+}
+
 TEST_P(block_conversion, tables_stay_those_of_the_converted_canvas_and_no_tile_stays_locked)
 {
     expect_conversion({.width = 1300, .height = 100});

@@ -2,6 +2,9 @@
 #ifndef IOCACHE_TESTS_CONVERT_CONVERT_TEST_H
 #define IOCACHE_TESTS_CONVERT_CONVERT_TEST_H
 
+#include <sys/stat.h>
+
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -28,6 +31,38 @@ protected:
         return path(name);
     }
     bool no_new_file_is_left() const { return std::filesystem::is_empty(new_files()); }
+};
+
+// A folder in memory, on another file system than the test's own, which has the host's new files for as long as this
+// lives.
+class new_files_elsewhere {
+public:
+    new_files_elsewhere()
+    {
+        std::string name = "/dev/shm/iocache-test-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) return;
+        path_ = name;
+        iocache_host_set_option("new_file_folder", path_.c_str());
+    }
+    ~new_files_elsewhere()
+    {
+        std::error_code ignored;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    }
+    new_files_elsewhere(const new_files_elsewhere&) = delete;
+    new_files_elsewhere& operator=(const new_files_elsewhere&) = delete;
+
+    bool is_elsewhere(const std::string& path) const
+    {
+        struct stat here = {};
+        struct stat there = {};
+        return !path_.empty() && stat(path.c_str(), &here) == 0 && stat(path_.c_str(), &there) == 0 &&
+               here.st_dev != there.st_dev;
+    }
+    bool is_empty() const { return std::filesystem::is_empty(path_); }
+
+private:
+    std::string path_;
 };
 
 // One byte of the icon table's source column for icon column c, by the running sum.

@@ -51,6 +51,53 @@ TEST_P(version1, mask_becomes_a_current_canvas_of_the_same_name_and_bytes)
     }
 }
 
+TEST_P(version1, new_file_comes_from_another_file_system)
+{
+    start();
+    const std::string name = make("mask", 0, 700, 300);
+    const canvas_file before(name);
+    const new_files_elsewhere elsewhere;
+    if (!elsewhere.is_elsewhere(name)) GTEST_SKIP() << "there is one file system only";
+    const int32_t canvas = canvas_old(name.c_str());
+    ASSERT_GE(canvas, 0) << host().last_message();
+    EXPECT_EQ(canvastable[canvas]->file_name, name);
+    EXPECT_EQ(canvas_close(canvas), 0);
+    EXPECT_TRUE(elsewhere.is_empty());
+    EXPECT_FALSE(std::filesystem::exists(name + ".converted"));
+    const canvas_file after(name);
+    EXPECT_EQ(int32_at(after.contents(), version_at), 32);
+    for (int32_t column = 0; column < 3; ++column) EXPECT_EQ(after.tile(column, 1), before.tile(column, 1));
+}
+
+TEST_P(version1, unwritten_changes_survive_a_transformation_that_fails)
+{
+    start();
+    const int32_t canvas = canvas_new(path("mask").c_str(), 0, -300, 0, 299, 99, 300, 0);
+    ASSERT_GE(canvas, 0);
+    cv_mark_canvas_save(canvas);
+    const uint8_t pixel = 7;
+    ASSERT_EQ(cv_storeline(canvas, &pixel, nullptr, 5, -10, -10), 0);
+    EXPECT_EQ(cv_transform_v1_to_v10(canvas), -255);
+    ASSERT_NE(canvastable[canvas], nullptr);
+    EXPECT_EQ(cv_ask_value_pixel(canvastable[canvas], -10, 5, nullptr) & 0xFFU, 7U);
+    EXPECT_TRUE(no_new_file_is_left());
+    EXPECT_EQ(canvas_close(canvas), 0);
+    EXPECT_EQ(canvas_file(path("mask")).pixel(-10, 5), bytes{7});
+}
+
+TEST_P(version1, canvas_that_zooms_depend_on_is_not_transformed)
+{
+    start();
+    const int32_t canvas = new_mask("mask", 300, 100);
+    canvastable[canvas]->open_zooms = 1;
+    EXPECT_EQ(cv_transform_v1_to_v10(canvas), -255);
+    EXPECT_NE(canvastable[canvas], nullptr);
+    EXPECT_TRUE(no_new_file_is_left());
+    canvastable[canvas]->open_zooms = 0;
+    EXPECT_EQ(canvas_close(canvas), 0);
+    EXPECT_TRUE(std::filesystem::exists(path("mask")));
+}
+
 TEST_P(version1, reduced_image_and_icon_are_made_from_the_tiles)
 {
     start();

@@ -1,0 +1,143 @@
+#include "tests/support/deadly_calls.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include <iocache/iocache.h>
+
+namespace {
+
+std::atomic<int> last_call{0};  // 0: nothing is counted
+std::atomic<int> calls{0};
+
+// Before main, for a program that does not know.
+const bool taken_from_environment = [] {
+    if (const char* const number = std::getenv("IOCACHE_TEST_DIE_AT")) iocache_test::die_at(std::atoi(number));
+    return true;
+}();
+
+// The function of this name that would be called without this one.
+template <class Function> Function* real(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+bool is_last()
+{
+    const int last = last_call.load();
+    return last != 0 && calls.fetch_add(1) + 1 == last;
+}
+
+[[noreturn]] void die()
+{
+    kill(0, SIGKILL);
+    for (;;) pause();
+}
+
+void count()
+{
+    if (is_last()) die();
+}
+
+}  // namespace
+
+void iocache_test::die_at(int call)
+{
+    calls = 0;
+    last_call = call;
+}
+
+// Visible, so that everything finds these before the system's own. Each dies before it does anything; a transfer dies
+// in the middle.
+extern "C" {
+
+IOCACHE_API size_t fwrite(const void* data, size_t size, size_t items, FILE* stream)
+{
+    static auto* const forward = real<decltype(fwrite)>("fwrite");
+    if (stream != stdout && stream != stderr && is_last()) {
+        forward(data, 1, size * items / 2, stream);
+        die();
+    }
+    return forward(data, size, items, stream);
+}
+
+IOCACHE_API int rename(const char* from, const char* to) noexcept
+{
+    static auto* const forward = real<decltype(rename)>("rename");
+    count();
+    return forward(from, to);
+}
+
+IOCACHE_API int renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags) noexcept
+{
+    static auto* const forward = real<decltype(renameat2)>("renameat2");
+    count();
+    return forward(from_folder, from, to_folder, to, flags);
+}
+
+IOCACHE_API int link(const char* from, const char* to) noexcept
+{
+    static auto* const forward = real<decltype(link)>("link");
+    count();
+    return forward(from, to);
+}
+
+IOCACHE_API int unlink(const char* path) noexcept
+{
+    static auto* const forward = real<decltype(unlink)>("unlink");
+    count();
+    return forward(path);
+}
+
+IOCACHE_API int mkdir(const char* path, mode_t mode) noexcept
+{
+    static auto* const forward = real<decltype(mkdir)>("mkdir");
+    count();
+    return forward(path, mode);
+}
+
+IOCACHE_API int rmdir(const char* path) noexcept
+{
+    static auto* const forward = real<decltype(rmdir)>("rmdir");
+    count();
+    return forward(path);
+}
+
+IOCACHE_API int ftruncate(int file, off_t bytes) noexcept
+{
+    static auto* const forward = real<decltype(ftruncate)>("ftruncate");
+    count();
+    return forward(file, bytes);
+}
+
+IOCACHE_API int fsync(int file)
+{
+    static auto* const forward = real<decltype(fsync)>("fsync");
+    count();
+    return forward(file);
+}
+
+IOCACHE_API int fdatasync(int file)
+{
+    static auto* const forward = real<decltype(fdatasync)>("fdatasync");
+    count();
+    return forward(file);
+}
+
+IOCACHE_API ssize_t copy_file_range(int from, off64_t* from_at, int to, off64_t* to_at, size_t bytes, unsigned flags)
+{
+    static auto* const forward = real<decltype(copy_file_range)>("copy_file_range");
+    if (is_last()) {
+        forward(from, from_at, to, to_at, bytes / 2, flags);
+        die();
+    }
+    return forward(from, from_at, to, to_at, bytes, flags);
+}
+
+}  // extern "C"
