@@ -1,9 +1,8 @@
 // A process that is killed while it writes a canvas: the file opens, its tiles are what had reached it, and reduced
 // image and icon are made right from them.
 //
-// The killed process is real: a child that a SIGKILL ends, either at a chosen transfer of its own (this program's
-// fwrite stands in the way of the C library's) or from outside at a chosen line.
-#include <dlfcn.h>
+// The killed process is real: a child that a SIGKILL ends, either at a chosen transfer of its own or from outside at a
+// chosen line.
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,47 +13,10 @@
 #include <functional>
 
 #include "tests/reduced/reduced_test.h"
+#include "tests/support/killed_process.h"
 
 using namespace iocache_test;
-
-namespace {
-
-enum class moment { before, in_the_middle, after };
-
-// Which transfer of this process is its last; 0 is none. Only the child sets it.
-std::atomic<int> last_transfer{0};
-std::atomic<int> transfers_done{0};
-moment last_moment = moment::before;
-
-[[noreturn]] void die()
-{
-    kill(getpid(), SIGKILL);
-    for (;;) pause();
-}
-
-using fwrite_function = size_t (*)(const void*, size_t, size_t, FILE*);
-fwrite_function real_fwrite()
-{
-    static const auto real = reinterpret_cast<fwrite_function>(dlsym(RTLD_NEXT, "fwrite"));
-    return real;
-}
-
-}  // namespace
-
-extern "C" size_t fwrite(const void* data, size_t size, size_t count, FILE* stream)
-{
-    const int last = last_transfer.load();
-    if (last == 0 || stream == stdout || stream == stderr) return real_fwrite()(data, size, count, stream);
-    const bool is_last = transfers_done.fetch_add(1) + 1 == last;
-    if (is_last && last_moment == moment::before) die();
-    if (is_last && last_moment == moment::in_the_middle) {
-        real_fwrite()(data, 1, size * count / 2, stream);
-        die();
-    }
-    const size_t written = real_fwrite()(data, size, count, stream);
-    if (is_last) die();
-    return written;
-}
+using namespace iocache_test::killing;
 
 namespace {
 
@@ -88,24 +50,6 @@ private:
     void* memory_;
     progress* progress_;
 };
-
-// Runs body in a child of its own and waits for its end. Returns the status of waitpid.
-int run_child(const std::function<void()>& body)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        body();
-        _exit(::testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status;
-}
-
-bool was_killed(int status)
-{
-    return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-}
 
 // Creates the canvas and writes it line by line, with a cache so small that tiles reach the file meanwhile.
 void write_canvas(mode m, const painting& image, const std::string& path, progress& done)
