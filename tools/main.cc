@@ -15,8 +15,10 @@ namespace {
 
 using namespace iocache::tools;
 
-constexpr const char* exit_codes = "Exit codes: 0 done (compare: same), 1 different (compare), 2 usage, "
-                                   "3 cannot read or write,\n4 not a canvas or not supported, 5 would not fit.";
+constexpr const char* exit_codes =
+    "Exit codes: 0 done (compare: same; verify: clean), 1 different (compare) or\n"
+    "damaged (verify, repair), 2 usage, 3 cannot read or write, 4 not a canvas or not\n"
+    "supported, 5 would not fit.";
 
 int tell(exit_code code, const std::string& message)
 {
@@ -61,6 +63,8 @@ int parse_and_run(int argc, char** argv)
     add_preview(app, chosen);
     add_separations(app, chosen);
     add_refresh(app, chosen);
+    add_verify(app, chosen);
+    add_repair(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {

@@ -6,9 +6,9 @@
 
 #include <fmt/format.h>
 
-#include "tools/canvas/canvas_file.h"
 #include "tools/canvas/session.h"
 #include "tools/failure.h"
+#include "tools/reader/canvas_file.h"
 
 namespace iocache::tools {
 

@@ -20,5 +20,7 @@ void add_compare(CLI::App& app, action& chosen);
 void add_preview(CLI::App& app, action& chosen);
 void add_separations(CLI::App& app, action& chosen);
 void add_refresh(CLI::App& app, action& chosen);
+void add_verify(CLI::App& app, action& chosen);
+void add_repair(CLI::App& app, action& chosen);
 
 }  // namespace iocache::tools

@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "tools/canvas/canvas_file.h"
 #include "tools/commands/commands.h"
+#include "tools/reader/canvas_file.h"
 
 namespace iocache::tools {
 

@@ -3,6 +3,7 @@
 // anything is read from it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -11,6 +12,7 @@
 
 #include <iocache/iocache.h>
 
+#include "iocache/canvas/file_layout.h"
 #include "tools/canvas/canvas_kind.h"
 #include "tools/file.h"
 #include "tools/rectangle.h"
@@ -51,13 +53,19 @@ public:
     // The number of tiles that have a slot.
     [[nodiscard]] std::int64_t occupied_tiles() const;
 
+    // Fills the target from this place of the file. Throws `failure` when it cannot, also beyond the end.
+    void read_at(std::int64_t offset, std::span<std::uint8_t> target) const;
+    // The header as the file holds it, most significant byte first.
+    [[nodiscard]] const std::array<std::uint8_t, canvas::header_bytes>& stored_header() const { return stored_header_; }
+    [[nodiscard]] int descriptor() const { return file_.get(); }
+
 private:
     std::string path_;
     file_descriptor file_;
     std::int64_t bytes_;
+    std::array<std::uint8_t, canvas::header_bytes> stored_header_{};
     cv_header header_{};
 
-    void read_at(std::int64_t offset, std::span<std::uint8_t> target) const;
     [[nodiscard]] bool holds(const file_region& region) const;
     [[nodiscard]] file_region tile_table() const;
     [[nodiscard]] file_region tiles() const;
