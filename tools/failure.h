@@ -10,7 +10,7 @@ namespace iocache::tools {
 // Part of the command's interface: scripts test these numbers.
 enum class exit_code : int {
     done = 0,
-    different = 1,     // compare found a difference, verify or repair damage
+    different = 1,     // compare or diff found a difference, verify or repair damage
     usage = 2,         // the command line makes no sense
     not_readable = 3,  // something could not be read or written
     unsupported = 4,   // not a canvas, not an image, or of a sort that is not supported

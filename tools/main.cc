@@ -16,7 +16,7 @@ namespace {
 using namespace iocache::tools;
 
 constexpr const char* exit_codes =
-    "Exit codes: 0 done (compare: same; verify: clean), 1 different (compare) or\n"
+    "Exit codes: 0 done (compare, diff: same; verify: clean), 1 different (compare, diff) or\n"
     "damaged (verify, repair), 2 usage, 3 cannot read or write, 4 not a canvas or not\n"
     "supported, 5 would not fit.";
 
@@ -65,6 +65,7 @@ int parse_and_run(int argc, char** argv)
     add_refresh(app, chosen);
     add_verify(app, chosen);
     add_repair(app, chosen);
+    add_diff(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {

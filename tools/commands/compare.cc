@@ -1,10 +1,10 @@
 // iocache compare: does a canvas hold what importing an image would make of it?
-#include <cstring>
 #include <memory>
 
 #include <fmt/format.h>
 
 #include "tools/canvas/open_canvas.h"
+#include "tools/canvas/pixel_differences.h"
 #include "tools/canvas/session.h"
 #include "tools/colour/converter.h"
 #include "tools/commands/commands.h"
@@ -29,23 +29,13 @@ struct compare_options {
     run_options run;
 };
 
-std::string pixel_text(const canvas_block& block, std::size_t pixel)
-{
-    const std::size_t bytes = block.colour.size() / block.place.pixels();
-    std::string text =
-        fmt::format("{}", fmt::join(block.colour.begin() + static_cast<std::ptrdiff_t>(pixel * bytes),
-                                    block.colour.begin() + static_cast<std::ptrdiff_t>((pixel + 1) * bytes), " "));
-    if (!block.alpha.empty()) text += fmt::format(" alpha {}", block.alpha[pixel]);
-    return text;
-}
-
-// Compares blocks and remembers the first difference in reading order, whatever order they come in.
-class difference_finder {
+// Reads the canvas where the image's blocks come to lie.
+class image_comparison {
 public:
-    difference_finder(const open_canvas& canvas, const std::vector<rectangle>& exceptions)
+    image_comparison(const open_canvas& canvas, const std::vector<rectangle>& exceptions)
         : canvas_(canvas),
-          exceptions_(exceptions),
-          origin_(canvas.bounds())
+          origin_(canvas.bounds()),
+          differences_("the canvas", "the image", exceptions)
     {}
 
     void compare(const canvas_block& image)
@@ -54,43 +44,15 @@ public:
         stored_.place.x += origin_.x;
         stored_.place.y += origin_.y;
         canvas_.read(stored_);
-        if (stored_.colour == image.colour && stored_.alpha == image.alpha) return;
-        const std::size_t bytes = colour_bytes(canvas_.kind());
-        for (std::size_t pixel = 0; pixel < image.place.pixels(); ++pixel) {
-            const bool same = std::memcmp(&stored_.colour[pixel * bytes], &image.colour[pixel * bytes], bytes) == 0 &&
-                              (image.alpha.empty() || stored_.alpha[pixel] == image.alpha[pixel]);
-            if (!same) note(image, pixel);
-        }
+        differences_.compare(stored_, image);
     }
-
-    [[nodiscard]] std::int64_t count() const { return count_; }
-    [[nodiscard]] const std::string& first() const { return first_text_; }
+    [[nodiscard]] const pixel_differences& differences() const { return differences_; }
 
 private:
     const open_canvas& canvas_;
-    const std::vector<rectangle>& exceptions_;
     rectangle origin_;
     canvas_block stored_;
-    std::int64_t count_ = 0;
-    std::int64_t first_x_ = 0;
-    std::int64_t first_y_ = 0;
-    std::string first_text_;
-
-    void note(const canvas_block& image, std::size_t pixel)
-    {
-        const auto width = static_cast<std::size_t>(image.place.width);
-        const std::int64_t x = stored_.place.x + static_cast<std::int64_t>(pixel % width);
-        const std::int64_t y = stored_.place.y + static_cast<std::int64_t>(pixel / width);
-        for (const rectangle& exception : exceptions_) {
-            if (exception.contains(x, y)) return;
-        }
-        ++count_;
-        if (count_ > 1 && (y > first_y_ || (y == first_y_ && x > first_x_))) return;
-        first_x_ = x;
-        first_y_ = y;
-        first_text_ = fmt::format("({}, {}): the canvas has {}, the image {}", x, y, pixel_text(stored_, pixel),
-                                  pixel_text(image, pixel));
-    }
+    pixel_differences differences_;
 };
 
 exit_code run_compare(const compare_options& options)
@@ -110,15 +72,16 @@ exit_code run_compare(const compare_options& options)
 
     const converter colours(image, canvas.kind(), colour_profile::from_file(options.colour.profile, colour_model::cmyk),
                             options.colour.intent);
-    difference_finder differences(canvas, options.exceptions);
+    image_comparison comparison(canvas, options.exceptions);
     {
         progress bar("compare", std::int64_t{size.width} * size.height);
         run_pipeline(*source, colours, band_rows(image.width, canvas.kind()), [&](const canvas_block& block) {
-            differences.compare(block);
+            comparison.compare(block);
             bar.advance(static_cast<std::int64_t>(block.place.pixels()));
         });
     }
     costs.note_cache(canvas, running);
+    const pixel_differences& differences = comparison.differences();
     const std::int64_t pixels = std::int64_t{size.width} * size.height;
     if (differences.count() == 0) {
         fmt::print("same: {} pixels\n", pixels);
