@@ -66,6 +66,7 @@ int parse_and_run(int argc, char** argv)
     add_verify(app, chosen);
     add_repair(app, chosen);
     add_diff(app, chosen);
+    add_compact(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {

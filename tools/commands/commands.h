@@ -23,5 +23,6 @@ void add_refresh(CLI::App& app, action& chosen);
 void add_verify(CLI::App& app, action& chosen);
 void add_repair(CLI::App& app, action& chosen);
 void add_diff(CLI::App& app, action& chosen);
+void add_compact(CLI::App& app, action& chosen);
 
 }  // namespace iocache::tools
