@@ -13,6 +13,8 @@ namespace {
 // More than any machine has: what the cache then gets is the floor, to the byte.
 constexpr const char* memory_left_alone_mib = "2000000";
 constexpr int32_t workers_item = 29;
+constexpr int32_t largest_side_item = 41;
+constexpr int32_t largest_side_units = 33;  // times 1024 pixels: the format's largest canvas is below
 
 void set_environment(const char* name, const std::string& value)
 {
@@ -32,6 +34,7 @@ running_library::running_library(const library_settings& settings)
         ::unsetenv("CV_CACHE_PROCESS");
         set_environment("TQ_NUMPROC", "1");
     }
+    iocache_host_set_number(largest_side_item, largest_side_units);
     if (settings.workers > 0) iocache_host_set_number(workers_item, settings.workers);
     cv_master_init();
 }

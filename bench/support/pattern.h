@@ -33,12 +33,15 @@ public:
 
     [[nodiscard]] int32_t width() const { return width_; }
 
+    // Where a row begins in the long line, pixels; below line_pixels() - width().
+    static int64_t start_of(int32_t y) { return int64_t{start_step} * ((int64_t{stride_of_rows} * y) & (starts - 1)); }
+    [[nodiscard]] int64_t line_pixels() const { return static_cast<int64_t>(alpha_.size()); }
+
 private:
     // Rows begin at multiples of 64 bytes, as rows that an application allocates do.
     static constexpr int32_t starts = 256;
     static constexpr int32_t start_step = 64;
     static constexpr int32_t stride_of_rows = 37;  // odd, so that all starts are used
-    static int64_t start_of(int32_t y) { return int64_t{start_step} * ((int64_t{stride_of_rows} * y) & (starts - 1)); }
 
     int32_t width_;
     std::vector<uint8_t> colour_;

@@ -5,6 +5,11 @@
 
 namespace iocache_bench {
 
+tile_row_bytes bytes_of_tile_row()
+{
+    return {size_t{tile_side} * pattern::colour_bytes, size_t{tile_side}};
+}
+
 std::filesystem::path picture_path(const picture_place& place)
 {
     return place.folder / ("picture-" + std::to_string(place.side) + ".canvas");

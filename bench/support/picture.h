@@ -22,6 +22,14 @@ inline size_t tile_index(int32_t column, int32_t row, int32_t across)
     return static_cast<size_t>(row) * static_cast<size_t>(across) + static_cast<size_t>(column);
 }
 
+// One row of one tile. The compiler does not see the numbers, or it would put something of its own in the place of the
+// limits' memcpy.
+struct tile_row_bytes {
+    size_t colour;
+    size_t alpha;
+};
+tile_row_bytes bytes_of_tile_row();
+
 struct picture_place {
     std::filesystem::path folder;
     int32_t side;

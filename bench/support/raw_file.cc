@@ -52,10 +52,11 @@ void raw_file::forget_pages() const
     if (::posix_fadvise(descriptor_, 0, 0, POSIX_FADV_DONTNEED) != 0) fail("the page cache keeps a file");
 }
 
-page_memory::page_memory(int64_t bytes) : bytes_(static_cast<size_t>(bytes))
+page_memory::page_memory(int64_t bytes, pages wanted) : bytes_(static_cast<size_t>(bytes))
 {
     void* const memory = ::mmap(nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) fail("no memory");
+    if (wanted == pages::huge) ::madvise(memory, bytes_, MADV_HUGEPAGE);
     data_ = static_cast<uint8_t*>(memory);
 }
 

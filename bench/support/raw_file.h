@@ -32,7 +32,9 @@ private:
 // Memory as an operating system gives it: on page boundaries and zero, freed at the end.
 class page_memory {
 public:
-    explicit page_memory(int64_t bytes);
+    enum class pages { usual, huge };  // huge: where the kernel can
+
+    explicit page_memory(int64_t bytes, pages wanted = pages::usual);
     ~page_memory();
     page_memory(const page_memory&) = delete;
     page_memory& operator=(const page_memory&) = delete;

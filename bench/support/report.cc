@@ -9,24 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include "bench/support/fail.h"
+#include "bench/support/series_json.h"
 
 namespace iocache_bench {
-
-namespace {
-
-nlohmann::ordered_json as_json(const series& each)
-{
-    const auto [least, most] = std::ranges::minmax(each.samples);
-    return {{"name", each.name},
-            {"unit", each.unit_name},
-            {"more_is_better", each.more_is_better},
-            {"median", median(each.samples)},
-            {"least", least},
-            {"most", most},
-            {"samples", each.samples}};
-}
-
-}  // namespace
 
 void report::add(std::vector<series> more)
 {

@@ -43,14 +43,14 @@ struct bare_picture {
 
     void copy_rows_out(const uint8_t* tiles)
     {
-        constexpr size_t colour_bytes = size_t{tile_side} * pattern::colour_bytes;
+        const tile_row_bytes bytes = bytes_of_tile_row();
         for (int32_t y = 0; y < tile_side; ++y) {
             for (int32_t column = 0; column < across; ++column) {
                 const uint8_t* const tile = tiles + column * tile_bytes;
-                std::memcpy(pixels.colour.data() + static_cast<size_t>(column) * colour_bytes,
-                            tile + static_cast<size_t>(y) * colour_bytes, colour_bytes);
+                std::memcpy(pixels.colour.data() + static_cast<size_t>(column) * bytes.colour,
+                            tile + static_cast<size_t>(y) * bytes.colour, bytes.colour);
                 std::memcpy(pixels.alpha.data() + int64_t{column} * tile_side,
-                            tile + alpha_plane + int64_t{y} * tile_side, size_t{tile_side});
+                            tile + alpha_plane + int64_t{y} * tile_side, bytes.alpha);
             }
             keep_memory();
         }

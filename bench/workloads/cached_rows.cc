@@ -12,13 +12,6 @@ namespace iocache_bench {
 
 namespace {
 
-// One row of one tile, both planes, as the bare copies see it. The lengths are not known to the compiler, which would
-// otherwise put something else in memcpy's place.
-struct tile_row {
-    size_t colour_bytes;
-    size_t alpha_bytes;
-};
-
 // Tells of each tile row of the region: where it is in the tile and where in the line.
 template <class Copy> void each_tile_row(const std::vector<uint8_t*>& tiles, int32_t region, Copy copy)
 {
@@ -53,14 +46,13 @@ double get_rows(const open_picture& picture, line& pixels, int32_t region)
     return time.seconds();
 }
 
-double copy_rows_out(const std::vector<uint8_t*>& tiles, line& pixels, int32_t region, const volatile tile_row& bytes)
+double copy_rows_out(const std::vector<uint8_t*>& tiles, line& pixels, int32_t region)
 {
-    const size_t colour_bytes = bytes.colour_bytes;
-    const size_t alpha_bytes = bytes.alpha_bytes;
+    const tile_row_bytes bytes = bytes_of_tile_row();
     const stopwatch time;
     each_tile_row(tiles, region, [&](int32_t, int64_t x, const uint8_t* colour, const uint8_t* alpha) {
-        std::memcpy(pixels.colour.data() + x * pattern::colour_bytes, colour, colour_bytes);
-        std::memcpy(pixels.alpha.data() + x, alpha, alpha_bytes);
+        std::memcpy(pixels.colour.data() + x * pattern::colour_bytes, colour, bytes.colour);
+        std::memcpy(pixels.alpha.data() + x, alpha, bytes.alpha);
         keep_memory();
     });
     return time.seconds();
@@ -76,21 +68,17 @@ double put_rows(const open_picture& picture, const pattern& pixels, int32_t turn
     return time.seconds();
 }
 
-double copy_rows_in(const std::vector<uint8_t*>& tiles, const pattern& pixels, int32_t turn, int32_t region,
-                    const volatile tile_row& bytes)
+double copy_rows_in(const std::vector<uint8_t*>& tiles, const pattern& pixels, int32_t turn, int32_t region)
 {
-    const size_t colour_bytes = bytes.colour_bytes;
-    const size_t alpha_bytes = bytes.alpha_bytes;
+    const tile_row_bytes bytes = bytes_of_tile_row();
     const stopwatch time;
     each_tile_row(tiles, region, [&](int32_t y, int64_t x, uint8_t* colour, uint8_t* alpha) {
-        std::memcpy(colour, pixels.colour_row(y, turn) + x * pattern::colour_bytes, colour_bytes);
-        std::memcpy(alpha, pixels.alpha_row(y, turn) + x, alpha_bytes);
+        std::memcpy(colour, pixels.colour_row(y, turn) + x * pattern::colour_bytes, bytes.colour);
+        std::memcpy(alpha, pixels.alpha_row(y, turn) + x, bytes.alpha);
         keep_memory();
     });
     return time.seconds();
 }
-
-constexpr tile_row standard_row{size_t{tile_side} * pattern::colour_bytes, size_t{tile_side}};
 
 double region_bytes(int32_t region)
 {
@@ -109,10 +97,9 @@ void read_cached_rows(const options& wanted, report& found)
     const open_picture picture(picture_path(place));
     found.pixels_are_right = picture.has_pattern(pixels, region);  // and is in memory from here on
     const std::vector<uint8_t*> tiles = tiles_of(picture, region);
-    const volatile tile_row bytes = standard_row;
     line buffer(region);
     found.add(measure_in_turn({{"library", [&] { return get_rows(picture, buffer, region); }},
-                               {"limit", [&] { return copy_rows_out(tiles, buffer, region, bytes); }}},
+                               {"limit", [&] { return copy_rows_out(tiles, buffer, region); }}},
                               wanted.runs, unit::gigabytes_a_second(region_bytes(region))));
     get_rows(picture, buffer, region);
     found.pixels_are_right =
@@ -130,10 +117,9 @@ void write_cached_rows(const options& wanted, report& found)
     const open_picture picture(picture_path(place));
     found.pixels_are_right = picture.has_pattern(pixels, region);
     const std::vector<uint8_t*> tiles = tiles_of(picture, region);
-    const volatile tile_row bytes = standard_row;
     int32_t turn = 0;
     found.add(measure_in_turn({{"library", [&] { return put_rows(picture, pixels, ++turn, region); }},
-                               {"limit", [&] { return copy_rows_in(tiles, pixels, ++turn, region, bytes); }}},
+                               {"limit", [&] { return copy_rows_in(tiles, pixels, ++turn, region); }}},
                               wanted.runs, unit::gigabytes_a_second(region_bytes(region))));
     put_rows(picture, pixels, ++turn, region);
     found.pixels_are_right = found.pixels_are_right && picture.has_pattern(pixels, region, turn);

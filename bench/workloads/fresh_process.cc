@@ -12,11 +12,11 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 #include <iocache/iocache.h>
 
+#include "bench/support/child.h"
 #include "bench/support/fail.h"
 #include "bench/support/picture.h"
 #include "bench/support/raw_file.h"
@@ -121,19 +121,6 @@ double pixel_without_library(const child_order& order, const stopwatch& since_st
     const double seconds = since_start.seconds();
     if (value != expected.colour(0, 0) || alpha != expected.alpha(0, 0)) fail("a wrong pixel");
     return seconds;
-}
-
-// The highest resident memory of this process so far, MiB.
-double highest_resident_memory()
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string name; status >> name;) {
-        if (name != "VmHWM:") continue;
-        double kibibytes = 0;
-        status >> kibibytes;
-        return kibibytes / 1024;
-    }
-    fail("the kernel does not tell the resident memory");
 }
 
 double memory_of_all_rows(const child_order& order)

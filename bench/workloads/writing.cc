@@ -37,16 +37,16 @@ double write_with_library(const std::filesystem::path& path, const pattern& pixe
 
 void copy_rows_in(const pattern& pixels, int32_t tile_row, uint8_t* tiles)
 {
-    constexpr size_t colour_bytes = size_t{tile_side} * pattern::colour_bytes;
+    const tile_row_bytes bytes = bytes_of_tile_row();
     const int32_t across = pixels.width() / tile_side;
     for (int32_t row = 0; row < tile_side; ++row) {
         const int32_t y = tile_row * tile_side + row;
         for (int32_t column = 0; column < across; ++column) {
             uint8_t* const tile = tiles + column * tile_bytes;
-            std::memcpy(tile + static_cast<size_t>(row) * colour_bytes,
-                        pixels.colour_row(y) + static_cast<size_t>(column) * colour_bytes, colour_bytes);
+            std::memcpy(tile + static_cast<size_t>(row) * bytes.colour,
+                        pixels.colour_row(y) + static_cast<size_t>(column) * bytes.colour, bytes.colour);
             std::memcpy(tile + alpha_plane + int64_t{row} * tile_side,
-                        pixels.alpha_row(y) + int64_t{column} * tile_side, size_t{tile_side});
+                        pixels.alpha_row(y) + int64_t{column} * tile_side, bytes.alpha);
         }
         keep_memory();
     }
