@@ -23,8 +23,13 @@ constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP};
 
 void note_interrupts()
 {
+    take_interrupts(note);
+}
+
+void take_interrupts(void (*handler)(int signal))
+{
     struct sigaction action {};
-    action.sa_handler = note;
+    action.sa_handler = handler;
     action.sa_flags = SA_RESTART;  // transfers under way go on; the note is found between two of them
     sigemptyset(&action.sa_mask);
     for (const int signal : ending_signals) {

@@ -12,6 +12,9 @@ struct interrupted {
 // From now on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process.
 void note_interrupts();
 
+// From now on they call this function instead, which may only do what a signal handler may.
+void take_interrupts(void (*handler)(int signal));
+
 // Throws `interrupted` when one of them has come.
 void check_interrupt();
 

@@ -67,6 +67,7 @@ int parse_and_run(int argc, char** argv)
     add_repair(app, chosen);
     add_diff(app, chosen);
     add_compact(app, chosen);
+    add_convert_old(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "tests/convert/block_writer.h"
 #include "tests/convert/convert_test.h"
+#include "tests/support/block_writer.h"
 
 namespace iocache_test {
 namespace {

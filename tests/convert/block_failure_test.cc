@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/convert/block_writer.h"
 #include "tests/convert/convert_test.h"
+#include "tests/support/block_writer.h"
 
 namespace iocache_test {
 namespace {

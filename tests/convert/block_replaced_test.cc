@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "tests/convert/block_writer.h"
 #include "tests/convert/convert_test.h"
 #include "tests/files/replaced_calls.h"
+#include "tests/support/block_writer.h"
 
 namespace {
 

@@ -1,46 +1,26 @@
 // A process that is killed while it converts, at every call that changes a file: under the old name lies the old file,
 // every byte of it, or the complete new canvas; and the next process that opens it gets all of its pixels.
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <functional>
 
-#include "tests/convert/block_writer.h"
 #include "tests/convert/convert_test.h"
+#include "tests/support/block_writer.h"
 #include "tests/support/deadly_calls.h"
 
 namespace iocache_test {
 namespace {
 
-// Takes away at its end what a killed child could not take away itself.
-class shared_name {
-public:
-    shared_name() : memory_(mmap(nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) {}
-    ~shared_name()
-    {
-        if (*text() != '\0') unlink(text());
-        munmap(memory_, bytes_);
-    }
-    shared_name(const shared_name&) = delete;
-    shared_name& operator=(const shared_name&) = delete;
-    char* text() const { return static_cast<char*>(memory_); }
-
-private:
-    static constexpr size_t bytes_ = sizeof cv_tile_sema_file;
-    void* memory_;
-};
-
 // Runs body in a child with a process group of its own; returns the status of waitpid.
-int run_child(const std::function<void(char* arena_file)>& body)
+int run_child(const std::function<void()>& body)
 {
-    const shared_name arena_file;
     const pid_t child = fork();
     if (child == 0) {
         setpgid(0, 0);
-        body(arena_file.text());
+        body();
         _exit(::testing::Test::HasFailure() ? 1 : 0);
     }
     int status = 0;
@@ -93,9 +73,8 @@ protected:
     // In a child that runs a library of its own. Not killed when `last_call` is 0.
     int open_and_close(const std::string& name, int last_call)
     {
-        return run_child([&](char* arena_file) {
+        return run_child([&] {
             running_library library(GetParam());
-            std::memcpy(arena_file, cv_tile_sema_file, sizeof cv_tile_sema_file);
             cv_max_lres_hor = cv_max_lres_vert = 128;  // small, so that a small canvas has a reduced image
             die_at(last_call);
             const int32_t canvas = canvas_old(name.c_str());
@@ -139,7 +118,7 @@ protected:
 
     old_one version1_mask(int32_t width, int32_t height)
     {
-        EXPECT_EQ(run_child([&](char*) {
+        EXPECT_EQ(run_child([&] {
                       running_library library(GetParam());
                       cv_max_lres_hor = cv_max_lres_vert = 128;
                       const int32_t canvas = new_mask("old", width, height);

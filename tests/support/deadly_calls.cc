@@ -34,8 +34,16 @@ bool is_last()
     return last != 0 && calls.fetch_add(1) + 1 == last;
 }
 
+// What the library keeps in the folder for temporary files would stay there for ever.
+void remove_arena_file()
+{
+    static auto* const forward = real<decltype(unlink)>("unlink");
+    if (const auto* const name = static_cast<const char*>(dlsym(RTLD_DEFAULT, "cv_tile_sema_file"))) forward(name);
+}
+
 [[noreturn]] void die()
 {
+    remove_arena_file();
     kill(0, SIGKILL);
     for (;;) pause();
 }
@@ -91,6 +99,13 @@ IOCACHE_API int link(const char* from, const char* to) noexcept
 IOCACHE_API int unlink(const char* path) noexcept
 {
     static auto* const forward = real<decltype(unlink)>("unlink");
+    count();
+    return forward(path);
+}
+
+IOCACHE_API int remove(const char* path) noexcept
+{
+    static auto* const forward = real<decltype(remove)>("remove");
     count();
     return forward(path);
 }

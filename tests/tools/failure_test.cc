@@ -124,7 +124,15 @@ TEST_F(failure_test, damaged_canvases_are_refused)
     bytes.resize(bytes.size() - 1);
     write_bytes(path("canvas"), bytes);
     expect_failure({"export", path("canvas"), path("new.tif")}, 4, "damaged");
-    bytes[0x373] = 1;  // the older version
+    EXPECT_TRUE(read_bytes(path("canvas")) == bytes);
+}
+
+TEST_F(failure_test, masks_of_an_older_version_are_not_converted_by_the_way)
+{
+    make_canvas();
+    import("photo.png", {"--mask"});
+    std::vector<std::uint8_t> bytes = read_bytes(path("canvas"));
+    bytes[0x373] = 1;
     write_bytes(path("canvas"), bytes);
     expect_failure({"export", path("canvas"), path("new.tif")}, 4, "older version");
     EXPECT_TRUE(read_bytes(path("canvas")) == bytes);

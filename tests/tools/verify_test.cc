@@ -245,8 +245,9 @@ TEST_F(verify_test, what_is_no_canvas_is_refused_and_does_not_hide_the_others)
     verify_changed([](damaged_canvas& canvas) { canvas.put32(field::dirty, 1); }, 1, {"--quick"});
 }
 
-TEST_F(verify_test, a_canvas_of_the_older_version_is_not_looked_at)
+TEST_F(verify_test, a_mask_of_the_older_version_is_not_looked_at)
 {
+    import("photo.png", {"--mask"});
     damaged_canvas canvas(path("canvas"));
     write_bytes(path("canvas"), canvas.put32(field::version, 1).bytes);
     EXPECT_EQ(iocache({"verify", path("canvas")}).exit_code, 4);

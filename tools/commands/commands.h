@@ -14,6 +14,7 @@ using action = std::function<exit_code()>;
 
 // Each adds a subcommand to `app`. When the command line chooses it, `chosen` is set to its work.
 void add_import(CLI::App& app, action& chosen);
+void add_convert_old(CLI::App& app, action& chosen);
 void add_export(CLI::App& app, action& chosen);
 void add_info(CLI::App& app, action& chosen);
 void add_compare(CLI::App& app, action& chosen);

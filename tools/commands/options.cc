@@ -34,6 +34,12 @@ std::int64_t parse_size(std::string text)
 
 void run_options::add_to(CLI::App& command)
 {
+    add_session_to(command);
+    command.add_flag("--stats", statistics, "Print what the cache did, memory and time");
+}
+
+void run_options::add_session_to(CLI::App& command)
+{
     command
         .add_option_function<std::string>(
             "--cache", [this](const std::string& text) { session.cache_bytes = parse_size(text); },
@@ -43,7 +49,6 @@ void run_options::add_to(CLI::App& command)
         ->check(CLI::Range(1, most_workers))
         ->type_name("N");
     command.add_flag("--in-line", session.in_line, "Work without a cache process and with one worker");
-    command.add_flag("--stats", statistics, "Print what the cache did, memory and time");
 }
 
 void colour_options::add_to(CLI::App& command)

@@ -20,6 +20,8 @@ struct run_options {
     bool statistics = false;
 
     void add_to(CLI::App& command);
+    // Without --stats.
+    void add_session_to(CLI::App& command);
 };
 
 // --profile, --intent

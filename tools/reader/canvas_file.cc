@@ -145,10 +145,16 @@ std::vector<std::string> canvas_file::problems() const
     return found;
 }
 
+bool canvas_file::is_converted_when_opened() const
+{
+    return header_.version_filetype == canvas::older_version && kind() == canvas_kind::mask;
+}
+
 void canvas_file::check_version() const
 {
-    if (header_.version_filetype == canvas::older_version) {
-        throw failure(exit_code::unsupported, path_ + ": a canvas of an older version, which is not supported");
+    if (is_converted_when_opened()) {
+        throw failure(exit_code::unsupported,
+                      path_ + ": a mask of an older version; iocache convert-old brings it up to date");
     }
 }
 

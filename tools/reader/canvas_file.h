@@ -44,7 +44,9 @@ public:
 
     // What does not fit together, one sentence each; empty for a sound file.
     [[nodiscard]] std::vector<std::string> problems() const;
-    // Throws `failure` for a canvas of the older version, which opening would convert.
+    // A mask of the older version: opening would transform it.
+    [[nodiscard]] bool is_converted_when_opened() const;
+    // Throws `failure` for such a canvas.
     void check_version() const;
 
     // Calls visit(tile, slot) for every tile of the grid in order; the slot is -1 for one never written.

@@ -1,7 +1,7 @@
 // An independent writer of the older block format: an 812-byte header, a palette, an icon, and the image in complete
 // 64 x 64 blocks. Written from the format's description, sharing nothing with the library.
-#ifndef IOCACHE_TESTS_CONVERT_BLOCK_WRITER_H
-#define IOCACHE_TESTS_CONVERT_BLOCK_WRITER_H
+#ifndef IOCACHE_TESTS_SUPPORT_BLOCK_WRITER_H
+#define IOCACHE_TESTS_SUPPORT_BLOCK_WRITER_H
 
 #include <array>
 #include <cstdint>
