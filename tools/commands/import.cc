@@ -82,8 +82,9 @@ exit_code run_import(const import_options& options)
 void add_import(CLI::App& app, action& chosen)
 {
     const auto options = std::make_shared<import_options>();
-    CLI::App* const command = app.add_subcommand("import", "Make a canvas of a TIFF, JPEG or PNG image");
-    command->add_option("PHOTO", options->image, "The image")->required();
+    CLI::App* const command =
+        app.add_subcommand("import", "Make a canvas of a TIFF, JPEG or PNG image, or of an old block file");
+    command->add_option("PHOTO", options->image, "The image; it is only read")->required();
     command->add_option("CANVAS", options->canvas, "The canvas to make")->required();
     command->add_flag("--mask", options->mask, "Make a mask of the image's grey values instead of a picture");
     command->add_flag("--force", options->force, "Replace an existing file");

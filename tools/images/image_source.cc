@@ -62,7 +62,8 @@ std::unique_ptr<image_source> open_image(const std::string& path, const open_ima
         starts_with(bytes, {'M', 'M', 0, 42}) || starts_with(bytes, {'M', 'M', 0, 43})) {
         return open_tiff(path);
     }
-    throw failure(exit_code::unsupported, path + ": not a TIFF, JPEG or PNG image");
+    if (auto blocks = open_block_file(path)) return blocks;
+    throw failure(exit_code::unsupported, path + ": not a TIFF, JPEG or PNG image, and no old file in blocks");
 }
 
 }  // namespace iocache::tools

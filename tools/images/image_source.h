@@ -65,12 +65,14 @@ struct open_image_options {
     cmyk_polarity polarity = cmyk_polarity::automatic;
 };
 
-// Opens a TIFF, JPEG or PNG file; its content decides, not its name.
+// Opens a TIFF, JPEG or PNG file, or an old one in blocks; its content decides, not its name.
 [[nodiscard]] std::unique_ptr<image_source> open_image(const std::string& path, const open_image_options& options);
 
 [[nodiscard]] std::unique_ptr<image_source> open_tiff(const std::string& path);
 [[nodiscard]] std::unique_ptr<image_source> open_jpeg(const std::string& path, const open_image_options& options);
 [[nodiscard]] std::unique_ptr<image_source> open_png(const std::string& path, const open_image_options& options);
+// Null when the file is no block file.
+[[nodiscard]] std::unique_ptr<image_source> open_block_file(const std::string& path);
 
 // The longest side a canvas file can describe; larger images are refused as soon as their size is known.
 inline constexpr std::int32_t longest_side = 32767;
