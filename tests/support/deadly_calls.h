@@ -3,7 +3,7 @@
 // that works in several processes ends as it does when it is killed as a whole.
 //
 // Either linked into a test program, whose child calls die_at(), or loaded before a whole program: then the
-// environment variable IOCACHE_TEST_DIE_AT holds the number.
+// environment variable IOCACHE_TEST_DIE_AT holds the number. With IOCACHE_TEST_NO_LINKS in it no file can have two names.
 #ifndef IOCACHE_TESTS_SUPPORT_DEADLY_CALLS_H
 #define IOCACHE_TESTS_SUPPORT_DEADLY_CALLS_H
 
