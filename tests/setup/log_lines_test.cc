@@ -54,7 +54,7 @@ TEST_P(log_lines, of_a_tool_are_cut_where_the_buffer_ends)
 {
     start_logging(output::screen);
     const std::string name(300, 'n');
-    EXPECT_EQ(printed_by([&] { cv_log_tool(name.c_str(), "object", "tool"); }), std::string(199, 'n') + "\n");
+    EXPECT_EQ(printed_by([&] { cv_log_tool(name.c_str(), "object", "tool"); }), std::string(199, 'n').append(1, '\n'));
     const std::string fits(199 - std::string(" OBJECT : object TOOL : tool").size(), 'n');
     EXPECT_EQ(printed_by([&] { cv_log_tool(fits.c_str(), "object", "tool"); }),
               fits + " OBJECT : object TOOL : tool\n");

@@ -6,8 +6,8 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -19,8 +19,10 @@ using bytes = std::vector<uint8_t>;
 inline bytes read_whole_file(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
+    bytes contents(in ? std::filesystem::file_size(path) : 0);
+    in.read(reinterpret_cast<char*>(contents.data()), static_cast<std::streamsize>(contents.size()));
     if (!in) throw std::runtime_error("cannot read " + path);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    return contents;
 }
 
 inline void write_whole_file(const std::string& path, const bytes& contents)

@@ -64,7 +64,10 @@ struct painting {
 
     bool is_painted(int32_t x, int32_t y) const
     {
-        return std::any_of(painted.begin(), painted.end(), [=](const rectangle& r) { return r.holds(x, y); });
+        for (const rectangle& r : painted) {
+            if (r.holds(x, y)) return true;
+        }
+        return false;
     }
     // Colour bytes of a pixel; a mask has the first one only.
     std::array<uint8_t, 4> colour(int32_t x, int32_t y) const

@@ -109,7 +109,7 @@ TEST_F(failure_test, what_is_no_image_or_of_an_unsupported_sort_is_code_4)
     expect_failure({"import", path("empty"), path("new")}, 4, "not a TIFF, JPEG or PNG");
     write_png(path("photo.png"), make_image(9, 9, model::rgb));
     expect_failure({"import", path("photo.png"), path("new"), "--profile", path("text")}, 4, "not a colour profile");
-    expect_failure({"import", path("photo.png"), path("new"), "--profile", std::string(profile_folder) + "srgb.icc"}, 4,
+    expect_failure({"import", path("photo.png"), path("new"), "--profile", profile_path("srgb.icc")}, 4,
                    "not a colour profile for CMYK");
     tiff_options options;
     options.photometric = PHOTOMETRIC_CIELAB;

@@ -89,7 +89,7 @@ TEST_F(import_jpeg, pictures_stand_upright_as_the_camera_notes)
 
 TEST_F(import_jpeg, an_embedded_profile_decides_what_the_colours_are)
 {
-    const std::string adobe = std::string(profile_folder) + "a98.icc";
+    const std::string adobe = profile_path("a98.icc");
     jpeg_options options;
     options.profile = adobe;
     write_jpeg(path("photo.jpg"), make_image(90, 60, model::rgb), options);

@@ -88,7 +88,7 @@ TEST_F(import_png_detail, palettes_become_colours_with_their_transparency)
 
 TEST_F(import_png_detail, an_embedded_profile_decides_what_the_colours_are)
 {
-    const std::string adobe = std::string(profile_folder) + "a98.icc";
+    const std::string adobe = profile_path("a98.icc");
     const image source = make_image(90, 60, model::rgb);
     png_options options;
     options.profile = adobe;

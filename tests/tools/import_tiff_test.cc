@@ -247,7 +247,7 @@ TEST_F(import_tiff_detail, a_turned_mask_is_upright_too)
 
 TEST_F(import_tiff_detail, an_embedded_profile_decides_what_the_colours_are)
 {
-    const std::string adobe = std::string(profile_folder) + "a98.icc";
+    const std::string adobe = profile_path("a98.icc");
     const image source = make_image(90, 60, model::rgb);
     tiff_options options;
     options.profile = adobe;
@@ -266,7 +266,7 @@ TEST_F(import_tiff_detail, a_profile_for_other_colours_says_nothing)
 
 TEST_F(import_tiff_detail, cmyk_of_another_profile_is_converted_and_of_the_same_is_not)
 {
-    const std::string other = std::string(profile_folder) + "ps_cmyk.icc";
+    const std::string other = profile_path("ps_cmyk.icc");
     const image source = make_image(90, 60, model::cmyk, true);
     tiff_options options;
     options.profile = other;
@@ -282,7 +282,7 @@ TEST_F(import_tiff_detail, cmyk_of_another_profile_is_converted_and_of_the_same_
 
 TEST_F(import_tiff_detail, profile_and_intent_can_be_chosen)
 {
-    const std::string other = std::string(profile_folder) + "ps_cmyk.icc";
+    const std::string other = profile_path("ps_cmyk.icc");
     const image source = make_image(90, 60, model::rgb);
     write_tiff(path("photo.tif"), source);
     expect_picture("photo.tif", source, expected(source, {}, other), {"--profile", other});

@@ -2,8 +2,8 @@
 #include "tests/tools/support/canvas_reader.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace tool_tests {
@@ -33,8 +33,10 @@ private:
 std::vector<std::uint8_t> read_bytes(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
+    std::vector<std::uint8_t> bytes(file ? std::filesystem::file_size(path) : 0);
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     if (!file) throw std::runtime_error("cannot read " + path);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return bytes;
 }
 
 void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes)

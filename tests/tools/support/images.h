@@ -12,8 +12,8 @@ namespace tool_tests {
 
 enum class model { grey, rgb, cmyk };
 
-inline constexpr const char* profile_folder = "/usr/share/color/icc/ghostscript/";
-[[nodiscard]] std::string cmyk_profile();  // what the tool takes when it is not told
+[[nodiscard]] std::string profile_path(const std::string& name);  // of a profile that Debian brings along
+[[nodiscard]] std::string cmyk_profile();                         // what the tool takes when it is not told
 
 struct image {
     int width = 0;

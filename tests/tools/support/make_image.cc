@@ -78,9 +78,14 @@ std::uint8_t to_byte(std::uint16_t sample, int bits)
 
 }  // namespace
 
+std::string profile_path(const std::string& name)
+{
+    return "/usr/share/color/icc/ghostscript/" + name;
+}
+
 std::string cmyk_profile()
 {
-    return std::string(profile_folder) + "default_cmyk.icc";
+    return profile_path("default_cmyk.icc");
 }
 
 std::vector<std::uint8_t> image::bytes() const

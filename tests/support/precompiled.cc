@@ -1,0 +1,1 @@
+// Holds nothing: a target must have a source before headers can be precompiled for it.
