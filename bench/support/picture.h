@@ -8,13 +8,9 @@
 #include <iocache/iocache.h>
 
 #include "bench/support/pattern.h"
+#include "bench/support/picture_format.h"
 
 namespace iocache_bench {
-
-inline constexpr int32_t tile_side = 256;
-inline constexpr int64_t alpha_plane = int64_t{tile_side} * tile_side * pattern::colour_bytes;
-inline constexpr int64_t tile_bytes = alpha_plane + int64_t{tile_side} * tile_side;
-inline constexpr int64_t picture_pixel_bytes = 5;
 
 // Place of a tile among all, row by row.
 inline size_t tile_index(int32_t column, int32_t row, int32_t across)
