@@ -40,8 +40,9 @@ icon_axes::icon_axes(const file_map& map)
                             ? static_cast<double>(map.reduced_width) / static_cast<double>(map.icon_width)
                             : static_cast<double>(map.reduced_height) / static_cast<double>(map.icon_height);
     double sum = 0.0;
-    for (std::int64_t i = 0; i < std::max(map.icon_width, map.icon_height); ++i, sum += step) {
+    for (std::int64_t i = 0; i < std::max(map.icon_width, map.icon_height); ++i) {
         const auto source = static_cast<std::int32_t>(sum + rounding_guard);
+        sum += step;
         if (i < map.icon_width && source < map.reduced_width) columns.push_back(source);
         if (i < map.icon_height && source < map.reduced_height) rows.push_back(source);
     }

@@ -107,7 +107,7 @@ std::string replacement_file::take_place_keeping(const std::string& ending)
 {
     synchronise();
     for (int number = 1; number < most_kept; ++number) {
-        const std::string kept = number == 1 ? path_ + ending : fmt::format("{}{}-{}", path_, ending, number);
+        std::string kept = number == 1 ? path_ + ending : fmt::format("{}{}-{}", path_, ending, number);
         // A second name for the old content first: there is always a file under the first one.
         if (::link(path_.c_str(), kept.c_str()) == 0) {
             output_.commit();
@@ -128,9 +128,10 @@ std::string replacement_file::keep_by_exchange(const std::string& kept)
     };
     if (!exchange()) throw system_failure(path_, "cannot keep the old file");
     if (::renameat2(AT_FDCWD, working.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) != 0) {
-        const failure problem = system_failure(kept, "cannot keep the old file");
+        const int reason = errno;
         exchange();
-        throw problem;
+        errno = reason;
+        throw system_failure(kept, "cannot keep the old file");
     }
     synchronise_folder();
     return kept;
