@@ -60,6 +60,10 @@ bool peek_pixel(cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, uint8_
 // The cache process must be waiting or have ended.
 void detach_tiles(cv_canvas& canvas);
 
+// How many tiles ever counted as written although a failure kept their changes from the file. Whoever is about to give
+// up the only other copy of the pixels looks whether it has grown.
+int64_t tiles_left_unwritten();
+
 // Start of the library: no tile in memory, no request under way.
 void forget_all_tiles();
 void forget_posted_requests();

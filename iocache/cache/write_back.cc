@@ -5,6 +5,7 @@
 
 #include "iocache/cache/write_back.h"
 
+#include <atomic>
 #include <mutex>
 
 #include "iocache/cache/tile_entry.h"
@@ -16,6 +17,8 @@ namespace {
 
 using namespace iocache;
 using namespace iocache::cache;
+
+std::atomic<int64_t> changes_not_written{0};
 
 enum class claim { always, unless_locked };
 
@@ -69,6 +72,7 @@ int32_t write_back(cv_tile& tile, claim when)
 {
     if (!claim_for_writing(tile, when)) return 0;
     if (tile.file_pos == 0 && append_slot(tile) != 0) {
+        ++changes_not_written;
         end_writing(tile, false);
         return -255;
     }
@@ -86,6 +90,11 @@ int32_t write_back(cv_tile& tile, claim when)
 int32_t cv_write_dirty_tile(cv_tile* tile)
 {
     return write_back(*tile, claim::always);
+}
+
+int64_t iocache::cache::tiles_left_unwritten()
+{
+    return changes_not_written;
 }
 
 int32_t iocache::cache::write_unlocked_dirty_tile(cv_tile& tile)

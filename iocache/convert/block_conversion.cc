@@ -179,12 +179,14 @@ int32_t fill_canvas(const old_file& file, int32_t number)
     return 0;
 }
 
-// Closes the canvas, kept if all of it got into its file; otherwise the file goes.
-bool close_written(int32_t number)
+// Closes the canvas, kept if all of it got into its file; otherwise the file goes. `unwritten_before` is what
+// tiles_left_unwritten() said before the first block.
+bool close_written(int32_t number, int64_t unwritten_before)
 {
     const bool has_images = store_reduced_image_and_icon(*canvastable[number]);
     cv_clear_side(number);
-    const bool is_written = has_images && cv_flush_tiles_keep(number) == 0;
+    const bool is_flushed = cv_flush_tiles_keep(number) == 0;
+    const bool is_written = has_images && is_flushed && cache::tiles_left_unwritten() == unwritten_before;
     if (is_written) cv_mark_canvas_save(number);
     return canvas_close(number) == 0 && is_written;
 }
@@ -194,9 +196,10 @@ int32_t convert_file(old_file& file, const std::string& new_name, const char* pa
     if (find_blocks(file) != 0) return -255;
     const int32_t number = create_canvas(file.image, new_name.c_str());
     if (number < 0) return fail(not_created);
+    const int64_t unwritten_before = cache::tiles_left_unwritten();
     if (fill_canvas(file, number) != 0) return -255;
     file.stream.reset();
-    if (!close_written(number)) return fail(not_created);
+    if (!close_written(number, unwritten_before)) return fail(not_created);
     const int32_t result = replace_file(new_name.c_str(), path);
     if (result != 0) unlink(new_name.c_str());  // nobody would know of it
     return result;

@@ -87,10 +87,11 @@ bool move_tiles(cv_canvas& old, cv_canvas& fresh)
 bool transform(cv_canvas& old, cv_canvas& fresh)
 {
     if (!may_be_closed(old) || !grids_agree(old, fresh) || cv_flush_tiles_keep(old.index) != 0) return false;
+    const int64_t unwritten_before = cache::tiles_left_unwritten();
     canvas_make_tables(fresh.index);
     MP_memset(Rbuf, 0, cv_max_lres_hor * 4, cv_max_lres_vert);
     return move_tiles(old, fresh) && convert::store_reduced_image_and_icon(fresh) &&
-           cv_flush_tiles_keep(fresh.index) == 0;
+           cv_flush_tiles_keep(fresh.index) == 0 && cache::tiles_left_unwritten() == unwritten_before;
 }
 
 // The new file takes the old one's name, and both records follow: closing the old canvas must not delete the file that

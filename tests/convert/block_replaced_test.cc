@@ -14,6 +14,9 @@ namespace {
 // How many reads of this size succeed before one fails; none fails while it is negative.
 int reads_until_failure = -1;
 size_t failing_bytes = 0;
+// The same for writes.
+int writes_until_failure = -1;
+size_t failing_written_bytes = 0;
 
 }  // namespace
 
@@ -25,6 +28,14 @@ extern "C" IOCACHE_API size_t fread(void* target, size_t size, size_t count, FIL
     return forward(target, size, count, stream);
 }
 
+extern "C" IOCACHE_API size_t fwrite(const void* data, size_t size, size_t count, FILE* stream)
+{
+    static auto* const forward = reinterpret_cast<decltype(fwrite)*>(dlsym(RTLD_NEXT, "fwrite"));
+    const bool is_counted = writes_until_failure >= 0 && size * count == failing_written_bytes;
+    if (is_counted && writes_until_failure-- == 0) return 0;
+    return forward(data, size, count, stream);
+}
+
 namespace iocache_test {
 namespace {
 
@@ -33,6 +44,7 @@ protected:
     void TearDown() override
     {
         reads_until_failure = -1;
+        writes_until_failure = -1;
         convert_test::TearDown();
     }
 
@@ -100,6 +112,25 @@ TEST_P(block_replaced, block_that_cannot_be_read_takes_the_new_canvas_along_and_
         }
     }
     EXPECT_EQ(canvas_close(current), 0);
+}
+
+// A tile whose slot could not be announced counts as written and is not: the old file is the only one that has it.
+TEST_P(block_replaced, tile_that_did_not_reach_the_new_file_leaves_the_old_one)
+{
+    start({2 * picture_tile_bytes, 2});  // tiles leave memory while the others are still being filled
+    const bytes contents = old_file({.width = 600, .height = 300});
+    failing_written_bytes = 512;  // the tile table
+    constexpr int tiles = 6;
+    for (int announced_before = 0; announced_before < tiles; ++announced_before) {
+        const std::string name = write("old", contents);
+        writes_until_failure = 1 + announced_before;  // the first is that of the creation
+        EXPECT_EQ(cv_convert_old_file(name.c_str()), -255);
+        EXPECT_EQ(writes_until_failure, -1);
+        EXPECT_EQ(read_whole_file(name), contents);
+        EXPECT_TRUE(no_new_file_is_left());
+        // The cache process ends when a tile cannot be had.
+        start({2 * picture_tile_bytes, 2});
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(, block_replaced, both_modes(), mode_name);
