@@ -13,6 +13,7 @@
 #include "bench/support/fail.h"
 #include "bench/support/library.h"
 #include "bench/support/picture.h"
+#include "bench/support/random.h"
 #include "bench/support/raw_file.h"
 
 namespace iocache_bench {
@@ -31,11 +32,6 @@ constexpr int32_t working_set = 64;
 struct tile_place {
     int32_t canvas, x, y;
 };
-
-std::mt19937 repeatable(uint32_t from = 20'260'407)
-{
-    return std::mt19937(from);
-}
 
 // Sparse canvases with so many tiles in all, none of them written.
 std::vector<tile_place> sparse_tiles(const std::filesystem::path& folder, int32_t count)
@@ -73,7 +69,7 @@ std::vector<tile_place> shuffled_tiles(const open_picture& picture)
     for (int32_t y = 0; y < picture.side(); y += tile_side) {
         for (int32_t x = 0; x < picture.side(); x += tile_side) tiles.push_back({picture.number(), x, y});
     }
-    std::mt19937 random = repeatable();
+    std::mt19937 random = repeatable_random();
     std::ranges::shuffle(tiles, random);
     return tiles;
 }
@@ -82,7 +78,7 @@ std::vector<series> hits(const std::vector<tile_place>& cached, int rounds)
 {
     const size_t few = std::min<size_t>(working_set, cached.size());
     std::vector<tile_place> shuffled = cached;
-    std::mt19937 random = repeatable();
+    std::mt19937 random = repeatable_random();
     std::ranges::shuffle(shuffled, random);
     const auto turn = [](const std::vector<tile_place>& tiles, size_t count) {
         return [&tiles, count](int64_t i) { visit(tiles[static_cast<size_t>(i) % count]); };

@@ -9,6 +9,7 @@
 #include <iocache/iocache.h>
 
 #include "bench/support/picture.h"
+#include "bench/support/random.h"
 #include "bench/support/raw_file.h"
 #include "bench/workloads/workloads.h"
 
@@ -16,14 +17,7 @@ namespace iocache_bench {
 
 namespace {
 
-constexpr uint32_t seed = 20'260'407;
 constexpr double tail = 0.99;
-
-// The same numbers in every run.
-std::mt19937 repeatable(uint32_t from)
-{
-    return std::mt19937(from);
-}
 
 struct place {
     int32_t x, y;
@@ -31,7 +25,7 @@ struct place {
 
 std::vector<place> random_places(int32_t count, int32_t side)
 {
-    std::mt19937 random = repeatable(seed);
+    std::mt19937 random = repeatable_random();
     std::uniform_int_distribution<int32_t> coordinate(0, side - 1);
     std::vector<place> places(static_cast<size_t>(count));
     for (place& each : places) each = {coordinate(random), coordinate(random)};
@@ -44,7 +38,7 @@ std::vector<place> place_in_every_tile(int32_t side)
     const int32_t across = side / tile_side;
     std::vector<int32_t> tiles(static_cast<size_t>(across) * static_cast<size_t>(across));
     std::iota(tiles.begin(), tiles.end(), 0);
-    std::mt19937 random = repeatable(seed);
+    std::mt19937 random = repeatable_random();
     std::ranges::shuffle(tiles, random);
     std::uniform_int_distribution<int32_t> inside(0, tile_side - 1);
     std::vector<place> places;
