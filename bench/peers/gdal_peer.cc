@@ -74,12 +74,16 @@ public:
     {
         move(GF_Read, {x, y, 1, 1}, five_bytes, {1, 1}, 1);
     }
-    // Nearest neighbour is what RasterIO does by itself. The image's pixels are always together.
+    // A row of blocks at a time, so that no block is read twice; nearest neighbour is what RasterIO does by itself. The
+    // image's pixels are always together.
     void get_reduced(int32_t reduced_side, uint8_t* image) override
     {
         constexpr GSpacing pixel = picture_pixel_bytes;
-        check(GDALDatasetRasterIOEx(set_.get(), GF_Read, 0, 0, side_, side_, image, reduced_side, reduced_side,
-                                    GDT_Byte, bands, nullptr, pixel, pixel * reduced_side, 1, nullptr));
+        const int32_t rows = tile_side / (side_ / reduced_side);
+        for (int32_t y = 0; y < side_; y += tile_side, image += pixel * reduced_side * rows) {
+            check(GDALDatasetRasterIOEx(set_.get(), GF_Read, 0, y, side_, tile_side, image, reduced_side, rows,
+                                        GDT_Byte, bands, nullptr, pixel, pixel * reduced_side, 1, nullptr));
+        }
     }
 
 private:
