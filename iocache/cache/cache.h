@@ -12,6 +12,7 @@
 //   cv_tile_access_ask_lock   a victim's entry in its canvas's tile_cache
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include <iocache/iocache.h>
@@ -50,6 +51,38 @@ private:
     void release();
 
     bool holds_ = false;
+};
+
+// The tiles that a straight line or column meets, in order: the same as an opcode-1 request each, but neighbours that
+// are in memory are found and locked together, so that a line takes the lock once for many tiles. Used like tile_visit;
+// the first at() is for `from`, each later one for the first pixel behind the tile before.
+class line_visit {
+public:
+    struct pixel {
+        int32_t x, y;
+    };
+    line_visit(const cv_canvas& canvas, pixel from, pixel to, bool writing);
+    ~line_visit();
+    line_visit(const line_visit&) = delete;
+    line_visit& operator=(const line_visit&) = delete;
+
+    bool at(int32_t x, int32_t y);
+    const cv_tile_request& request() const { return parg.req[0]; }
+
+private:
+    // Enough to make the lock's price per tile small; few beside what a cache holds.
+    static constexpr size_t most_together = 16;
+
+    bool hand_out_held(pixel where);
+    void release_current();
+
+    const cv_canvas& canvas_;
+    const bool writing_;
+    const bool across_;
+    std::array<cv_tile*, most_together> tiles_;
+    size_t held_ = 0;  // tiles_[next_] to tiles_[held_ - 1] are locked for this line and not visited yet
+    size_t next_ = 0;
+    cv_tile* current_ = nullptr;
 };
 
 // Reads one pixel straight out of memory, without a lock. False when its tile is not there, or left meanwhile; then

@@ -10,6 +10,23 @@ namespace {
 using namespace iocache;
 using namespace iocache::cache;
 
+// The tile, locked, newest and, for a write, dirty; null for a miss.
+cv_tile* take_hit(const cv_canvas& record, int64_t index, bool writing, const tile_access_guard& held)
+{
+    cv_tile* const tile = cached_tile(record, index);
+    if (tile == nullptr) return nullptr;
+    if (writing) {
+        // Two first writes are not the client's job: one that the zoom canvas must keep the old tile of, and one to a
+        // tile that is being written to the file at this moment.
+        if (entry_of(*tile).writing || zoom_still_needs(record, index)) return nullptr;
+        dirty(*tile).store(1, std::memory_order_relaxed);
+        record.tile_flags[index] |= record.dirty_mask;
+    }
+    locked(*tile).store(1, std::memory_order_relaxed);
+    touch(*tile, held);
+    return tile;
+}
+
 }  // namespace
 
 bool iocache::cache::zoom_still_needs(const cv_canvas& record, int64_t index)
@@ -33,22 +50,23 @@ lookup iocache::cache::find_tile(cv_tile_request& request)
     if (!may_serve(*record, place)) return lookup::refused;
     {
         const tile_access_guard held;
-        cv_tile* const tile = cached_tile(*record, place.index);
-        // Two first writes are not the client's job: one that the zoom canvas must keep the old tile of, and one to a
-        // tile that is being written to the file at this moment.
-        const bool hit = tile != nullptr &&
-                         (request.write == 0 || (!entry_of(*tile).writing && !zoom_still_needs(*record, place.index)));
-        request.tile = hit ? tile : nullptr;
-        if (!hit) return lookup::miss;
-        if (request.write != 0) {
-            dirty(*tile).store(1, std::memory_order_relaxed);
-            record->tile_flags[place.index] |= record->dirty_mask;
-        }
-        locked(*tile).store(1, std::memory_order_relaxed);
-        touch(*tile, held);
+        request.tile = take_hit(*record, place.index, request.write != 0, held);
     }
+    if (request.tile == nullptr) return lookup::miss;
     fill_results(request, *record, place, *request.tile);  // no lock needed: a locked tile stays in memory
     return lookup::hit;
+}
+
+size_t iocache::cache::find_tiles(const cv_canvas& canvas, int64_t index, int64_t step, bool writing,
+                                  std::span<cv_tile*> tiles)
+{
+    const tile_access_guard held;
+    size_t found = 0;
+    for (; found < tiles.size(); ++found, index += step) {
+        tiles[found] = take_hit(canvas, index, writing, held);
+        if (tiles[found] == nullptr) break;
+    }
+    return found;
 }
 
 // Leaves the LRU order alone, and the runs.

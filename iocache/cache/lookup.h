@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include <iocache/iocache.h>
 
@@ -16,6 +17,10 @@ enum class lookup {
 
 lookup find_tile(cv_tile_request& request);
 lookup find_pixel(cv_tile_request& request);
+
+// As many hits in a row: tiles index, index + step, ... of one canvas, locked in this order until one is not in memory
+// or `tiles` is full. How many.
+size_t find_tiles(const cv_canvas& canvas, int64_t index, int64_t step, bool writing, std::span<cv_tile*> tiles);
 
 // A write to this tile would be its first since a zoom canvas was made that has not kept the old tile yet.
 bool zoom_still_needs(const cv_canvas& record, int64_t index);
