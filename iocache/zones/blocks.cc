@@ -29,6 +29,43 @@ int32_t first_free_block(uint32_t occupancy, int32_t blocks)
     return none;
 }
 
+// Zones looked at together: enough for the compiler to use wide loads.
+constexpr int32_t zones_per_stride = 64;
+
+// No zone of a stride can take anything, whatever their kinds: the usual case in a full cache, and the quickest to see.
+bool all_are_full(const uint8_t* codes, const uint32_t* bits)
+{
+    const auto full = static_cast<uint32_t>(cv_alloc_curr_and);
+    uint32_t differing = 0;
+    for (int32_t zone = 0; zone < zones_per_stride; ++zone) differing |= bits[zone] ^ full;
+    uint8_t some_free = 0;
+    for (int32_t zone = 0; zone < zones_per_stride; ++zone) some_free |= static_cast<uint8_t>(codes[zone] == free_kind);
+    return differing == 0 && some_free == 0;
+}
+
+// True when the search can pass a whole stride of zones over: those of the wanted kind are full, and none is free, which
+// no longer matters once a free one is remembered. The books are read each time: what a host has written into them
+// counts.
+bool is_exhausted(const uint8_t* codes, const uint32_t* bits)
+{
+    if (all_are_full(codes, bits)) return true;
+    const bool free_serves = cv_alloc_curr_nr < 0;
+    for (int32_t zone = 0; zone < zones_per_stride; ++zone) {
+        if (codes[zone] == free_kind && free_serves) return false;
+        if (codes[zone] == cv_alloc_curr_code && bits[zone] != static_cast<uint32_t>(cv_alloc_curr_and)) return false;
+    }
+    return true;
+}
+
+// The first zone from `zone` on at which the search has something to decide, or the first of the last few.
+int32_t skip_exhausted(int32_t zone)
+{
+    while (zone + zones_per_stride <= cv_alloc_zones && is_exhausted(cv_alloc_code + zone, cv_alloc_bits + zone)) {
+        zone += zones_per_stride;
+    }
+    return zone;
+}
+
 }  // namespace
 
 void iocache::zones::make_current(int32_t zone, int32_t index)
@@ -63,7 +100,7 @@ int32_t cv_alloc_search_place(void)
     const std::span codes(cv_alloc_code, static_cast<size_t>(cv_alloc_zones));
     const std::span bits(cv_alloc_bits, static_cast<size_t>(cv_alloc_zones));
 
-    for (int32_t zone = 0; zone < cv_alloc_zones;) {
+    for (int32_t zone = skip_exhausted(0); zone < cv_alloc_zones;) {
         const auto at = static_cast<size_t>(zone);
         int32_t next = zone + 1;
         if (codes[at] == cv_alloc_curr_code) {
@@ -81,7 +118,7 @@ int32_t cv_alloc_search_place(void)
         } else if (codes[at] == free_kind && cv_alloc_curr_nr < 0) {
             cv_alloc_curr_nr = zone;
         }
-        zone = next;
+        zone = next % zones_per_stride == 0 ? skip_exhausted(next) : next;
     }
 
     if (cv_alloc_curr_nr < 0) return -255;
