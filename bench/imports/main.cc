@@ -97,7 +97,7 @@ struct kind {
 
 std::filesystem::path photograph_of(const kind& what, const import_options& wanted)
 {
-    const auto path = wanted.scratch / ("photograph-" + std::to_string(wanted.side) + what.extension);
+    auto path = wanted.scratch / ("photograph-" + std::to_string(wanted.side) + what.extension);
     if (std::filesystem::exists(path)) return path;
     std::filesystem::create_directories(wanted.scratch);
     const auto working = wanted.scratch / ("part-" + path.filename().string());

@@ -28,7 +28,7 @@ public:
                ", not compressed, GDAL_CACHEMAX of the cache's size, five bands a call";
     }
     [[nodiscard]] row_layout layout() const override { return layout_; }
-    [[nodiscard]] bool takes_part_in(const std::string&) const override { return true; }
+    [[nodiscard]] bool takes_part_in(const std::string& /*workload*/) const override { return true; }
 
     void start(int64_t cache_bytes) override
     {

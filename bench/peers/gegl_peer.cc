@@ -52,7 +52,7 @@ public:
         return workload != "W8" && workload != "W9";  // swap is gone with the process; it makes no such images
     }
     [[nodiscard]] bool keeps_pictures() const override { return false; }
-    [[nodiscard]] std::filesystem::path file_of(const std::filesystem::path&) const override
+    [[nodiscard]] std::filesystem::path file_of(const std::filesystem::path& /*path*/) const override
     {
         for (const auto& entry : std::filesystem::directory_iterator(swap_.path())) {
             if (entry.is_regular_file() && entry.file_size() > 0) return entry.path();
@@ -68,7 +68,7 @@ public:
                      "none", nullptr);
         format_ = babl_format("CMYKA u8");
     }
-    void write(const std::filesystem::path&, int32_t side, const peer_rows& rows) override
+    void write(const std::filesystem::path& /*path*/, int32_t side, const peer_rows& rows) override
     {
         if (buffer_ != nullptr) g_object_unref(buffer_);
         const GeglRectangle extent{0, 0, side, side};
@@ -77,19 +77,19 @@ public:
         for (int32_t y = 0; y < side; ++y) put_row(0, y, side, rows.row(y), 0);
         gegl_buffer_flush(buffer_);
     }
-    void open(const std::filesystem::path&, bool) override {}
+    void open(const std::filesystem::path& /*path*/, bool /*for_writing*/) override {}
     void close() override {}
 
-    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         get({x, y, count, 1}, target);
     }
-    void put_row(int32_t x, int32_t y, int32_t count, const uint8_t* source, int64_t) override
+    void put_row(int32_t x, int32_t y, int32_t count, const uint8_t* source, int64_t /*plane_bytes*/) override
     {
         const GeglRectangle at{x, y, count, 1};
         gegl_buffer_set(buffer_, &at, 0, format_, source, GEGL_AUTO_ROWSTRIDE);
     }
-    void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         get({x, y, 1, count}, target);
     }

@@ -30,12 +30,12 @@ public:
                workload == "W10";
     }
 
-    void start(int64_t) override {}
+    void start(int64_t /*cache_bytes*/) override {}
     void write(const std::filesystem::path& path, int32_t side, const peer_rows& rows) override
     {
         write_tiled_tiff(path, side, rows);
     }
-    void open(const std::filesystem::path& path, bool) override
+    void open(const std::filesystem::path& path, bool /*for_writing*/) override
     {
         file_.reset(TIFFOpen(path.c_str(), "rm"));
         if (!file_) fail("cannot open " + path.string());
@@ -47,7 +47,7 @@ public:
     }
     void close() override { file_.reset(); }
 
-    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         need_row(y / tile_side);
         for (int32_t done = 0; done < count;) {
@@ -61,7 +61,9 @@ public:
             done += run;
         }
     }
-    void get_column(int32_t, int32_t, int32_t, uint8_t*, int64_t) override {}
+    void get_column(int32_t /*x*/, int32_t /*y*/, int32_t /*count*/, uint8_t* /*target*/,
+                    int64_t /*plane_bytes*/) override
+    {}
     void get_pixel(int32_t x, int32_t y, uint8_t* five_bytes) override
     {
         row_in_memory_ = -1;

@@ -32,7 +32,7 @@ public:
         tiles_ = static_cast<int>(cache_bytes / tile_bytes);
     }
     void write(const std::filesystem::path& path, int32_t side, const peer_rows& rows) override;
-    void open(const std::filesystem::path& path, bool) override
+    void open(const std::filesystem::path& path, bool /*for_writing*/) override
     {
         VipsImage* const file = vips_image_new_from_file(path.c_str(), "access", VIPS_ACCESS_RANDOM, nullptr);
         if (file == nullptr) fail("cannot open " + path.string());
@@ -50,12 +50,12 @@ public:
         image_ = nullptr;
     }
 
-    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         need({x, y, count, 1}, {x, y / tile_side * tile_side, count, tile_side});
         std::memcpy(target, VIPS_REGION_ADDR(region_, x, y), static_cast<size_t>(picture_pixel_bytes * count));
     }
-    void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         need({x, y, 1, count}, {x / tile_side * tile_side, y, tile_side, count});
         const uint8_t* pixel = VIPS_REGION_ADDR(region_, x, y);
@@ -86,7 +86,7 @@ private:
 };
 
 // Rows are generated when the writer asks for them.
-int generate(VipsRegion* region, void*, void* rows, void*, gboolean*)
+int generate(VipsRegion* region, void* /*sequence*/, void* rows, void* /*unused*/, gboolean* /*stop*/)
 {
     const VipsRect& at = region->valid;
     for (int y = at.top; y < at.top + at.height; ++y) {

@@ -65,7 +65,7 @@ public:
         }
         file->close();
     }
-    void open(const std::filesystem::path& path, bool) override
+    void open(const std::filesystem::path& path, bool /*for_writing*/) override
     {
         path_ = path.string();
         image_ = cache_->get_image_handle(OIIO::ustring(path_), thread_);
@@ -76,11 +76,11 @@ public:
         image_ = nullptr;
     }
 
-    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         get({x, y, count, 1}, target);
     }
-    void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t) override
+    void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
         get({x, y, 1, count}, target);
     }

@@ -70,11 +70,13 @@ public:
     virtual void close() = 0;
 
     virtual void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t plane_bytes) = 0;
-    virtual void put_row(int32_t, int32_t, int32_t, const uint8_t*, int64_t) {}
+    virtual void put_row(int32_t /*x*/, int32_t /*y*/, int32_t /*count*/, const uint8_t* /*source*/,
+                         int64_t /*plane_bytes*/)
+    {}
     virtual void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t plane_bytes) = 0;
     virtual void get_pixel(int32_t x, int32_t y, uint8_t* five_bytes) = 0;
     // The picture reduced to reduced_side x reduced_side by taking single pixels.
-    virtual void get_reduced(int32_t, uint8_t*) {}
+    virtual void get_reduced(int32_t /*reduced_side*/, uint8_t* /*image*/) {}
 };
 
 // Measures the workloads that the command line names; what every peer's main calls.

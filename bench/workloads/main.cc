@@ -12,6 +12,8 @@
 //   W10  peak resident memory of W5                           the cache's budget
 //   W11  1000 stamps of 64 x 64 with the reduced image        (none)
 //
+// W12, importing photographs, is iocache_imports: it needs the command and image libraries.
+//
 //   iocache_workloads --workload W1 [--mode in-line|process] [--cache MIB] [--side PIXELS] [--scratch FOLDER]
 //                     [--runs N] [--quick] [--json FILE]
 #include <cstdlib>
