@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <charconv>
 #include <fstream>
-#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -30,8 +29,11 @@ struct mount {
 std::vector<std::string> split(const std::string& text, char separator)
 {
     std::vector<std::string> parts;
-    std::istringstream stream{text};
-    for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
+    for (std::size_t from = 0; from < text.size();) {
+        const std::size_t end = std::min(text.find(separator, from), text.size());
+        parts.push_back(text.substr(from, end - from));
+        from = end + 1;
+    }
     return parts;
 }
 
@@ -89,6 +91,8 @@ std::vector<mount> mounts_of(const hierarchy& wanted, const std::string& process
     std::vector<mount> found;
     std::ifstream file{process_folder + "/mountinfo"};
     for (std::string line; std::getline(file, line);) {
+        if (line.find(" - " + wanted.file_system + " ") == std::string::npos)
+            continue;  // most lines: looked at no further
         const std::vector<std::string> fields = split(line, ' ');
         const auto separator = std::find(fields.begin(), fields.end(), "-");
         if (separator - fields.begin() <= static_cast<std::ptrdiff_t>(folder_field)) continue;
