@@ -23,8 +23,8 @@ constexpr uint32_t one_party = 2;
 constexpr uint32_t one_meeting = 256;
 static_assert(one_meeting == one_party * (most_barrier_parties + 1), "the count of parties overlaps the meetings");
 
-// A tile that the system still has in memory arrives within this time.
-constexpr std::chrono::microseconds spin_limit{50};
+// A tile that the system still has in memory arrives within this time, and so does one that another has to be written for.
+constexpr std::chrono::microseconds spin_limit{100};
 
 constexpr uint32_t parties_come(uint32_t word)
 {
