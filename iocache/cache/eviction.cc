@@ -70,6 +70,7 @@ void rest(cv_canvas& canvas)
             const std::lock_guard held(canvas::header_guard);
             canvas.header->dirty = 0;
         }
+        canvas::hold_every_slot(canvas);
         if (cv_write_header2(canvas.index) != 0) setup::print("Can't write header of %s\n", canvas.file_name);
     }
     if (canvas.fp2 != nullptr) {

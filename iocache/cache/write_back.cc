@@ -43,6 +43,7 @@ void end_writing(cv_tile& tile, bool still_dirty)
 
 int32_t mark_file_dirty(cv_canvas& canvas)
 {
+    canvas::hold_every_slot(canvas);
     {
         const std::lock_guard held(canvas::header_guard);
         canvas.header->dirty = 1;
@@ -63,7 +64,7 @@ int32_t append_slot(cv_tile& tile)
         tile.file_pos = int64_t{header.tiles_written} * tile.size + header.tiles_offset;
         ++header.tiles_written;
     }
-    canvas::extend_file(canvas, tile.file_pos + tile.size);
+    canvas::hold_every_slot(canvas);
     if (cv_write_tile_table2(tile.id) != 0) return -255;
     return mark_file_dirty(canvas);
 }

@@ -71,8 +71,10 @@ FILE* writable_kept_stream(cv_canvas& record);
 // The canvas's file lies at new_path now: the record takes the name and opens its streams there. 0, or -256 when it
 // cannot, which is fatal.
 int32_t follow_file(cv_canvas& record, const char* new_path);
-// Makes the file at least this long; without one it stays as it is. Cache side.
-void extend_file(cv_canvas& record, int64_t bytes);
+// Makes the file long enough for every slot that was handed out; where the platform refuses it stays as it is. Goes
+// before each header that counts them: a file that is shorter than its header says does not open. Cache side, or at
+// close.
+void hold_every_slot(cv_canvas& record);
 // Everything written so far is on the disk. False when the platform says no.
 bool synchronise(cv_canvas& record);
 

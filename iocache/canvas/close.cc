@@ -64,6 +64,7 @@ void synchronise_tiles(cv_canvas& record)
 void write_clean_header(cv_canvas& record)
 {
     if (access(record.file_name, W_OK) != 0) return;
+    hold_every_slot(record);
     synchronise_tiles(record);
     {
         const std::lock_guard held(header_guard);

@@ -45,8 +45,11 @@ FILE* iocache::canvas::writable_kept_stream(cv_canvas& record)
     return record.fp2;
 }
 
-void iocache::canvas::extend_file(cv_canvas& record, int64_t bytes)
+void iocache::canvas::hold_every_slot(cv_canvas& record)
 {
+    const cv_header& header = *record.header;
+    if (header.tiles_written == 0) return;
+    const int64_t bytes = int64_t{header.tiles_written} * record.tile_bytes + header.tiles_offset;
     FILE* const stream = writable_kept_stream(record);
     if (stream == nullptr) return;  // the write that follows meets the same trouble and reports it
     struct stat now = {};

@@ -1,6 +1,7 @@
 // Writes to a canvas file that fail one by one, and their order.
 #include <sys/stat.h>
 
+#include "tests/cache/file_size_limit.h"
 #include "tests/cache/forced_test.h"
 
 namespace {
@@ -52,6 +53,21 @@ TEST_P(failed_write, of_the_table_leaves_the_tile_clean_with_its_slot)
     expect_slot_given_and_tile_clean();
     EXPECT_EQ(file("picture").slot(1, 0), -1);
     EXPECT_EQ(file("picture").dirty(), 0);
+}
+
+// The slot is counted all the same: the header of the close must not count it in a file that ends before it.
+TEST_P(failed_write, of_the_table_without_room_for_the_slot_leaves_a_file_that_opens_again)
+{
+    {
+        const file_size_limit no_larger(file("picture").contents().size());
+        fail_writes_at(table_start);
+        EXPECT_EQ(write_silently(cached(picture, 1)), -255);
+        expect_slot_given_and_tile_clean();
+        hooks::on_write = nullptr;
+    }
+    EXPECT_EQ(canvas_close(picture), 0);
+    EXPECT_EQ(file("picture").tiles_written(), 1);
+    EXPECT_GE(canvas_old(path("picture").c_str()), 0) << host().last_message();
 }
 
 TEST_P(failed_write, of_the_header_leaves_the_tile_clean_with_its_slot)
