@@ -1,0 +1,121 @@
+// What the parts of the laboratory share: how long they run, from which seed, where, and how they tell their figures.
+#ifndef IOCACHE_TESTS_RELIABILITY_LABORATORY_H
+#define IOCACHE_TESTS_RELIABILITY_LABORATORY_H
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <csignal>
+#include <execinfo.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace iocache_test {
+
+struct laboratory_options {
+    double seconds = 10.0;
+    uint32_t seed = 1;
+    bool all = false;  // everything there is, however long it takes
+    std::string only;  // parts of this name; empty: all of them
+};
+
+// [--seconds N] [--seed N] [--only NAME] [--all]; ends the process when it is something else.
+inline laboratory_options parse_options(int argc, char** argv)
+{
+    laboratory_options options;
+    for (int i = 1; i < argc; ++i) {
+        const bool has_value = i + 1 < argc;
+        if (std::strcmp(argv[i], "--seconds") == 0 && has_value) {
+            options.seconds = std::atof(argv[++i]);
+        } else if (std::strcmp(argv[i], "--seed") == 0 && has_value) {
+            options.seed = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 10));
+        } else if (std::strcmp(argv[i], "--only") == 0 && has_value) {
+            options.only = argv[++i];
+        } else if (std::strcmp(argv[i], "--all") == 0) {
+            options.all = true;
+        } else {
+            std::fprintf(stderr, "usage: %s [--seconds N] [--seed N] [--only NAME] [--all]\n", argv[0]);
+            std::exit(2);
+        }
+    }
+    return options;
+}
+
+class stopwatch {
+public:
+    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
+
+private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// A folder in memory where there is one: the laboratory asks what the library does, not what a disk takes.
+class laboratory_folder {
+public:
+    laboratory_folder()
+    {
+        const bool in_memory = std::filesystem::exists("/dev/shm");
+        std::string name = (in_memory ? std::string("/dev/shm") : std::filesystem::temp_directory_path().string()) +
+                           "/iocache-laboratory-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) std::abort();
+        path_ = name;
+    }
+    ~laboratory_folder() { std::filesystem::remove_all(path_); }
+    laboratory_folder(const laboratory_folder&) = delete;
+    laboratory_folder& operator=(const laboratory_folder&) = delete;
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+// How a child ended.
+struct child_end {
+    int exit_code = -1;  // -1: a signal ended it
+    int signal = 0;
+    bool hung() const { return signal == SIGALRM; }
+    bool died() const { return signal != 0 && signal != SIGALRM; }
+};
+
+// Where a child hangs, for whoever looks for the cause.
+inline void tell_where_it_hangs(int signal_number)
+{
+    constexpr int most_frames = 40;
+    void* frames[most_frames];
+    backtrace_symbols_fd(frames, backtrace(frames, most_frames), STDERR_FILENO);
+    std::signal(signal_number, SIG_DFL);
+    raise(signal_number);
+}
+
+// Runs body in a child; its result is the exit code. One that takes too long is ended by SIGALRM.
+inline child_end run_in_child(const std::function<int()>& body, unsigned limit_seconds = 60)
+{
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        std::signal(SIGALRM, tell_where_it_hangs);
+        alarm(limit_seconds);
+        _exit(body());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    child_end end;
+    if (WIFEXITED(status)) end.exit_code = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) end.signal = WTERMSIG(status);
+    return end;
+}
+
+inline double share(int64_t part, int64_t whole)
+{
+    return whole == 0 ? 0.0 : 100.0 * static_cast<double>(part) / static_cast<double>(whole);
+}
+
+}  // namespace iocache_test
+
+#endif
