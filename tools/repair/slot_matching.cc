@@ -24,7 +24,7 @@ struct content {
     std::vector<std::int64_t> slots;   // not given out yet
     std::vector<std::int64_t> whole;   // tiles that fit in colour and alpha
     std::vector<std::int64_t> colour;  // in colour
-    std::vector<std::int64_t> blank;   // of which the evidence is that they are empty
+    std::vector<std::int64_t> blank;   // of which there is no evidence, or that they are empty
 };
 
 struct likely {
@@ -97,7 +97,9 @@ private:
         content one;
         for (const std::int64_t tile : tiles_) {
             const tile_evidence& evidence = of(tile);
-            if (evidence.places.empty() || !evidence.fits_colour(map_, bytes)) continue;
+            if (!evidence.fits_colour(map_, bytes)) continue;
+            // Narrow tiles at the edge may have no sampled pixel at all; their margins still tell something.
+            if (evidence.places.empty() && margin_pixels(map_, tile, bytes) > 0) continue;
             if (evidence.is_blank) {
                 one.blank.push_back(tile);
             } else {
