@@ -16,12 +16,21 @@ namespace iocache_test {
 
 using bytes = std::vector<uint8_t>;
 
+// As far as it reaches when its end is met: a file may grow meanwhile, and what its first bytes say of the others must
+// be there.
 inline bytes read_whole_file(const std::string& path)
 {
+    constexpr size_t more = 65'536;
     std::ifstream in(path, std::ios::binary);
-    bytes contents(in ? std::filesystem::file_size(path) : 0);
-    in.read(reinterpret_cast<char*>(contents.data()), static_cast<std::streamsize>(contents.size()));
     if (!in) throw std::runtime_error("cannot read " + path);
+    bytes contents;
+    for (size_t room = std::filesystem::file_size(path) + more; in; room = more) {
+        const size_t before = contents.size();
+        contents.resize(before + room);
+        in.read(reinterpret_cast<char*>(contents.data()) + before, static_cast<std::streamsize>(room));
+        contents.resize(before + static_cast<size_t>(in.gcount()));
+    }
+    if (in.bad()) throw std::runtime_error("cannot read " + path);
     return contents;
 }
 
