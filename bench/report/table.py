@@ -94,7 +94,9 @@ def workload_row(results: Results, goal: Goal) -> str | None:
         cells.append("–" if share is None else f"{share:.2f}")
     cells.append(goal_text(goal, own["in-line"] or own["process"]))
     judged = [met_in(results, goal, mode) for mode in MODES]
-    cells.append(" / ".join("–" if met is None else verdict(met) for met in judged))
+    open_goal = goal.peers is not None and peer is None
+    cells.append(" / ".join("–" if met is None else
+                            "by the limit" if met and open_goal else verdict(met) for met in judged))
     return "| " + " | ".join(cells) + " |"
 
 

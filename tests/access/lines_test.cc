@@ -109,6 +109,43 @@ TEST_P(lines, stored_as_columns_are_the_same)
     }
 }
 
+// More tiles than a line takes together, some of them not in memory: each is requested once, in order.
+TEST_P(lines, across_many_tiles_touch_each_in_order_and_hold_none)
+{
+    start({64 * picture_tile_bytes, 2});
+    cv_prefetch_allowed = 1;  // set, it keeps the cache from reading ahead
+    painting wide = whole({.kind = 1, .x_max = 5200, .y_max = 3});
+    painting tall = whole({.kind = 1, .x_max = 3, .y_max = 5200});
+    const int32_t across = wide.create(path("wide"));
+    const int32_t down = tall.create(path("tall"));
+    wide.store(across);
+    tall.store(down);
+    for (const int32_t canvas : {across, down}) {
+        SCOPED_TRACE(canvas == across ? "line" : "column");
+        ASSERT_EQ(cv_flush_tiles(canvas), 0);
+        const int32_t fetched = canvastable[canvas]->tiles_fetched;
+        uint32_t alpha = 0;
+        for (const int32_t tile : {3, 4, 17, 19})  // hits in the middle of misses
+            cv_ask_value_pixel(canvastable[canvas], canvas == across ? tile * 256 : 0,
+                               canvas == across ? 0 : tile * 256, &alpha);
+        for (int again = 0; again < 2; ++again) {
+            if (canvas == across) {
+                expect_line(canvas, wide, 2, 5, 5190);
+            } else {
+                expect_column(canvas, tall, 2, 5, 5190);
+            }
+            const cv_tile* tile = last_tile;
+            for (int32_t place = 20; place >= 0; --place, tile = tile->prev) {
+                ASSERT_NE(tile, nullptr);
+                EXPECT_EQ(tile->canvas, canvastable[canvas]);
+                EXPECT_EQ(canvas == across ? tile->x : tile->y, place);
+            }
+            EXPECT_EQ(canvastable[canvas]->tiles_fetched, fetched + 21);
+            EXPECT_EQ(locked_tiles(), 0);
+        }
+    }
+}
+
 TEST_P(lines, across_two_tiles_take_two_requests)
 {
     start();

@@ -1,4 +1,6 @@
 // Which block a search finds. A search alone marks nothing.
+#include <random>
+
 #include "tests/zones/zone_map.h"
 
 using namespace iocache_test;
@@ -160,6 +162,58 @@ TEST(corrupted_zone, of_a_picture_sends_the_search_on_behind_zone_one)
     cv_alloc_bits[1] = 0;  // never looked at: the scan goes on from zone 2
     cv_alloc_bits[2] = 0;
     EXPECT_EQ(found(picture_bytes), "2/0");
+}
+
+// Many zones are looked at together; what is found must be what a look at one after the other finds.
+std::string found_one_by_one(int32_t kind)
+{
+    const uint32_t full = kind == picture_kind ? 1 : 31;
+    int32_t free_zone = -1;
+    for (int32_t zone = 0; zone < cv_alloc_zones; ++zone) {
+        if (cv_alloc_code[zone] == kind && cv_alloc_bits[zone] != full) {
+            uint32_t index = 0;
+            while ((cv_alloc_bits[zone] >> index & 1U) != 0) ++index;
+            return std::to_string(zone) + "/" + std::to_string(index);
+        }
+        if (cv_alloc_code[zone] == 0 && free_zone < 0) free_zone = zone;
+    }
+    return free_zone < 0 ? "none" : std::to_string(free_zone) + "/0";
+}
+
+TEST(zone_search, in_hundreds_of_zones_finds_what_a_look_at_each_finds)
+{
+    constexpr int32_t zones = 331;
+    ASSERT_EQ(cv_alloc_init(int64_t{zones} * picture_bytes), 0);
+    std::mt19937 random(11);
+    const auto below = [&](int32_t end) { return std::uniform_int_distribution<int32_t>(0, end - 1)(random); };
+    for (int round = 0; round < 3000; ++round) {
+        const bool has_pictures = below(4) != 0;
+        for (int32_t zone = 0; zone < zones; ++zone) {
+            const bool is_picture = has_pictures && below(3) != 0;
+            cv_alloc_code[zone] = is_picture ? picture_kind : mask_kind;
+            cv_alloc_bits[zone] = is_picture ? 1 : 31;
+        }
+        for (int32_t open = below(4); open > 0; --open) {
+            const int32_t zone = below(zones);
+            const bool is_free = below(2) != 0;
+            cv_alloc_code[zone] = is_free ? 0 : mask_kind;
+            cv_alloc_bits[zone] = is_free ? 0 : static_cast<uint32_t>(1 + below(30));
+        }
+        ASSERT_EQ(found(mask_bytes), found_one_by_one(mask_kind)) << drawn_zones();
+        ASSERT_EQ(found(picture_bytes), found_one_by_one(picture_kind)) << drawn_zones();
+    }
+}
+
+TEST(zone_search, far_up_in_a_full_region_sees_what_a_host_has_written)
+{
+    constexpr int32_t zones = 300;
+    draw_zones(std::string(zones, 'P'));
+    EXPECT_EQ(found(picture_bytes), "none");
+    cv_alloc_bits[201] = 0;
+    EXPECT_EQ(found(picture_bytes), "201/0");
+    EXPECT_EQ(found(mask_bytes), "none");
+    cv_alloc_code[77] = 0;
+    EXPECT_EQ(found(mask_bytes), "77/0");
 }
 
 }  // namespace
