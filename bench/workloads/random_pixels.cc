@@ -63,10 +63,10 @@ uint32_t value_in(const uint8_t* tile, const place& where)
     return value + tile[alpha_plane + pixel];
 }
 
-uint32_t ask(const open_picture& picture, const place& where)
+uint32_t ask(cv_canvas& record, const place& where)
 {
     uint32_t alpha = 0;
-    const uint32_t value = cv_ask_value_pixel(&picture.record(), where.x, where.y, &alpha);
+    const uint32_t value = cv_ask_value_pixel(&record, where.x, where.y, &alpha);
     return value + alpha;
 }
 
@@ -120,13 +120,13 @@ void read_random_pixels(const options& wanted, report& found)
         found.pixels_are_right = found.pixels_are_right && sum == expected;
         return seconds;
     };
+    cv_canvas& record = picture.record();
     const auto from_array = [&](const place& each) {
         return value_in(tiles[tile_index(each.x / tile_side, each.y / tile_side, across)], each);
     };
-    found.add(
-        measure_in_turn({{"library", [&] { return timed([&](const place& each) { return ask(picture, each); }); }},
-                         {"limit", [&] { return timed(from_array); }}},
-                        wanted.runs, unit::nanoseconds_each(static_cast<double>(places.size()))));
+    found.add(measure_in_turn({{"library", [&] { return timed([&](const place& each) { return ask(record, each); }); }},
+                               {"limit", [&] { return timed(from_array); }}},
+                              wanted.runs, unit::nanoseconds_each(static_cast<double>(places.size()))));
 }
 
 void read_missed_pixels(const options& wanted, report& found)
@@ -159,7 +159,7 @@ void read_missed_pixels(const options& wanted, report& found)
         const int32_t count = wanted.amounts.missed_pixels;
         time_steps(of_library, count, run > 0, [&](int32_t) {
             const place& at = next_place(of_library);
-            right(at, ask(picture, at));
+            right(at, ask(picture.record(), at));
         });
         time_steps(of_limit, count, run > 0, [&](int32_t) { pread_into(0, next_place(of_limit)); });
         time_steps(of_ring, count, run > 0, [&](int32_t) { pread_into(next_buffer++ % buffers, next_place(of_ring)); });

@@ -5,6 +5,7 @@
 
 #include "iocache/access/access.h"
 #include "iocache/cache/cache.h"
+#include "iocache/cache/peek.h"
 
 int32_t current_cutout = 0;
 
@@ -22,8 +23,9 @@ public:
     cut_guard& operator=(const cut_guard&) = delete;
 };
 
-// The value, and a picture's alpha through the pointer. A request that fails gives 0 and leaves alpha alone.
-uint32_t request_value(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t* alpha)
+// The value, and a picture's alpha through the pointer. A request that fails gives 0 and leaves alpha alone. Never
+// inline: its locks would cost the pixels found in memory their registers.
+[[gnu::noinline]] uint32_t request_value(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t* alpha)
 {
     const cut_guard serialised;
     cache::tile_visit visit(canvas.index, x, y, false);
@@ -37,14 +39,15 @@ uint32_t request_value(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t* 
 }
 
 // mask_shift: where a mask byte found in memory goes. One that had to be requested always comes in the low 8 bits.
-uint32_t value_of(cv_canvas& canvas, int32_t x, int32_t y, uint32_t* alpha, uint32_t mask_shift)
+inline uint32_t value_of(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t* alpha, uint32_t mask_shift)
 {
     uint32_t value = 0;
-    uint8_t alpha_byte = 0;
-    if (!cache::peek_pixel(canvas, x, y, value, alpha_byte)) return request_value(canvas, x, y, alpha);
-    if (canvas.pixel_shift == 0) return value << mask_shift;
-    *alpha = alpha_byte;
-    return value;
+    if (canvas.pixel_shift != 0) {
+        if (cache::peek_pixel<true>(canvas, x, y, value, *alpha)) return value;
+    } else {
+        if (cache::peek_pixel<false>(canvas, x, y, value, *alpha)) return value << mask_shift;
+    }
+    return request_value(canvas, x, y, alpha);
 }
 
 }  // namespace

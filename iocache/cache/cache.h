@@ -85,10 +85,6 @@ private:
     cv_tile* current_ = nullptr;
 };
 
-// Reads one pixel straight out of memory, without a lock. False when its tile is not there, or left meanwhile; then
-// value and alpha may hold anything.
-bool peek_pixel(cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, uint8_t& alpha);
-
 // Close: no tile in memory, and no read-ahead hint, names this canvas afterwards; unwritten changes are gone.
 // The cache process must be waiting or have ended.
 void detach_tiles(cv_canvas& canvas);

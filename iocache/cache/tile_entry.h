@@ -6,6 +6,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -13,9 +14,12 @@
 
 namespace iocache::cache {
 
-struct tile_entry {
-    cv_tile tile;                      // first, so that the public pointer leads back here
+//
+// What a hit and a look without a lock read of an entry, up to the tile's locked and dirty, is one line of the
+// processor's caches: many entries are visited in turn, and each line of one may come from memory.
+struct alignas(64) tile_entry {
     std::atomic<uint64_t> generation;  // see above; changed by the cache side only
+    cv_tile tile;
     // Under cv_tile_access_lock: the buffer is on its way to the file. A client that wants to write the tile is sent
     // to the cache side meanwhile, so that no half-changed tile reaches the disk.
     bool writing;
@@ -26,7 +30,7 @@ static_assert(std::is_standard_layout_v<tile_entry>);
 
 inline tile_entry& entry_of(cv_tile& tile)
 {
-    return reinterpret_cast<tile_entry&>(tile);
+    return *reinterpret_cast<tile_entry*>(reinterpret_cast<std::byte*>(&tile) - offsetof(tile_entry, tile));
 }
 
 // An entry for a tile, all fields zero, not yet published; null without memory. Cache side.

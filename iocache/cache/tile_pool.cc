@@ -1,6 +1,7 @@
 // The pool of tile entries. It grows by chunks and never shrinks: as many entries as there ever were tiles in memory
 // at once. Cache side only, but for the generations.
 
+#include <memory>
 #include <new>
 #include <span>
 
@@ -29,8 +30,10 @@ void put_on_free_list(tile_entry& entry)
 
 bool grow()
 {
-    void* const memory = platform_allocate(sizeof(chunk));
+    size_t bytes = sizeof(chunk) + alignof(chunk);
+    void* memory = platform_allocate(static_cast<int64_t>(bytes));
     if (memory == nullptr) return false;
+    std::align(alignof(chunk), sizeof(chunk), memory, bytes);
     auto* const fresh = new (memory) chunk{};
     fresh->older = newest_chunk;
     newest_chunk = fresh;
