@@ -62,20 +62,6 @@ next_step serve_tiles(int32_t code)
     return next_step::go_on;
 }
 
-void open_kept_stream(cv_canvas& record)
-{
-    if (record.fp2 != nullptr) std::fclose(record.fp2);
-    record.fp2 = canvas::open_stream(record.file_name, "r+");
-    if (record.fp2 == nullptr) parg.opcode = opcode::failed;
-}
-
-void close_kept_stream(cv_canvas& record)
-{
-    if (record.fp2 == nullptr) return;
-    std::fclose(record.fp2);
-    record.fp2 = nullptr;
-}
-
 void serve_canvas_operation(int32_t code)
 {
     cv_canvas* const record = canvas::find(parg.req[0].canvas);
@@ -94,10 +80,10 @@ void serve_canvas_operation(int32_t code)
             walk_canvas(record, walk::drop);
             break;
         case opcode::open_stream:
-            open_kept_stream(*record);
+            if (canvas::open_kept_stream(*record, "r+") == nullptr) parg.opcode = opcode::failed;
             break;
         default:
-            close_kept_stream(*record);
+            canvas::close_kept_stream(*record);
             break;
     }
 }

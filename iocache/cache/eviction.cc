@@ -73,10 +73,7 @@ void rest(cv_canvas& canvas)
         canvas::hold_every_slot(canvas);
         if (cv_write_header2(canvas.index) != 0) setup::print("Can't write header of %s\n", canvas.file_name);
     }
-    if (canvas.fp2 != nullptr) {
-        std::fclose(canvas.fp2);
-        canvas.fp2 = nullptr;
-    }
+    canvas::close_kept_stream(canvas);
 }
 
 bool was_last_tile(cv_canvas& canvas)

@@ -66,6 +66,10 @@ int64_t reduced_image_bytes(const cv_canvas& record);
 
 // fopen, close-on-exec and unbuffered. Null with errno.
 FILE* open_stream(const char* path, const char* mode);
+// Opens the kept-open stream, afresh if it is open, and takes the file's lock with it. Null when it cannot be.
+FILE* open_kept_stream(cv_canvas& record, const char* mode);
+// Closes it while the canvas stays open: its lock lasts.
+void close_kept_stream(cv_canvas& record);
 // The kept-open stream, opened for writing if need be; null when it cannot be.
 FILE* writable_kept_stream(cv_canvas& record);
 // The canvas's file lies at new_path now: the record takes the name and opens its streams there. 0, or -256 when it
@@ -75,6 +79,8 @@ int32_t follow_file(cv_canvas& record, const char* new_path);
 // before each header that counts them: a file that is shorter than its header says does not open. Cache side, or at
 // close.
 void hold_every_slot(cv_canvas& record);
+// Quick end of the library: open files stay open, but no longer count as used.
+void unlock_all_files();
 // Everything written so far is on the disk. False when the platform says no.
 bool synchronise(cv_canvas& record);
 

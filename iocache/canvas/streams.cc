@@ -1,22 +1,35 @@
 // Opening and closing a canvas's two streams. All streams are close-on-exec and unbuffered: each transfer is one item
 // at a position of its own, and neither stream relies on the other.
+//
+// From its opening to its closing a canvas holds an advisory lock on its file, shared where the file can only be read. It
+// goes with the kept-open stream, and where that is closed for a time, with a descriptor in its place: never more
+// descriptors than the streams need, and no canvas ever meets a lock of its own. The lock refuses nobody: a file that is
+// in use elsewhere opens all the same, and the log has a line.
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
+#include <span>
 #include <string>
 
 #include "iocache/canvas/canvas.h"
+#include "iocache/platform/file_lock.h"
 
 namespace {
 
+using namespace iocache;
 using namespace iocache::canvas;
 
 constexpr int32_t existed = -30;
 constexpr int32_t created = -31;
 constexpr mode_t canvas_creation_mask = 0111;
+constexpr int32_t log_level = 1;
+
+// By canvas number; whose a kept-open stream is, his is its lock.
+std::array<platform::file_lock, canvas_slots> locks;
 
 const char* mode_for(const char* path)
 {
@@ -30,6 +43,31 @@ int32_t close_stream(FILE*& stream)
     return result == 0 ? 0 : -255;
 }
 
+platform::file_lock& lock_of(const cv_canvas& record)
+{
+    return locks[static_cast<size_t>(record.index)];
+}
+
+int descriptor_of(FILE* stream)
+{
+    return stream != nullptr ? fileno(stream) : platform::closed_stream;
+}
+
+platform::lock_answer lock_file(const cv_canvas& record)
+{
+    const int descriptor = descriptor_of(record.fp2);
+    const bool can_write = (fcntl(descriptor, F_GETFL) & O_ACCMODE) != O_RDONLY;
+    return lock_of(record).take(descriptor, can_write ? platform::lock_kind::exclusive : platform::lock_kind::shared);
+}
+
+// Only the client writes into the log, when it opens the canvas.
+void lock_file_and_tell(const cv_canvas& record)
+{
+    if (lock_file(record) != platform::lock_answer::contended) return;
+    cv_log_string(log_level,
+                  (std::string("File is in use elsewhere, opened all the same ") + record.file_name).c_str());
+}
+
 }  // namespace
 
 FILE* iocache::canvas::open_stream(const char* path, const char* mode)
@@ -39,10 +77,33 @@ FILE* iocache::canvas::open_stream(const char* path, const char* mode)
     return stream;
 }
 
+FILE* iocache::canvas::open_kept_stream(cv_canvas& record, const char* mode)
+{
+    close_kept_stream(record);
+    lock_of(record).release(platform::closed_stream);
+    record.fp2 = open_stream(record.file_name, mode);
+    if (record.fp2 != nullptr) lock_file(record);
+    return record.fp2;
+}
+
+void iocache::canvas::close_kept_stream(cv_canvas& record)
+{
+    if (record.fp2 == nullptr) return;
+    lock_of(record).keep_without(descriptor_of(record.fp2));
+    std::fclose(record.fp2);
+    record.fp2 = nullptr;
+}
+
 FILE* iocache::canvas::writable_kept_stream(cv_canvas& record)
 {
-    if (record.fp2 == nullptr) record.fp2 = open_stream(record.file_name, "r+");
-    return record.fp2;
+    return record.fp2 != nullptr ? record.fp2 : open_kept_stream(record, "r+");
+}
+
+void iocache::canvas::unlock_all_files()
+{
+    for (const cv_canvas* const record : std::span(canvastable)) {
+        if (record != nullptr) lock_of(*record).release(descriptor_of(record->fp2));
+    }
 }
 
 void iocache::canvas::hold_every_slot(cv_canvas& record)
@@ -73,6 +134,7 @@ int32_t canvas_open_file(int32_t canvas)
     cv_canvas* const record = find(canvas);
     if (record == nullptr) return -255;
 
+    lock_of(*record).release(descriptor_of(record->fp2));  // of streams that were not closed
     const mode_t kept_mask = umask(canvas_creation_mask);
     int32_t result = existed;
     record->fp = open_stream(record->file_name, mode_for(record->file_name));
@@ -90,6 +152,7 @@ int32_t canvas_open_file(int32_t canvas)
         close_stream(record->fp);
         return -255;
     }
+    lock_file_and_tell(*record);
     return result;
 }
 
@@ -98,6 +161,7 @@ int32_t canvas_close_file(int32_t canvas)
     cv_canvas* const record = find(canvas);
     if (record == nullptr) return -255;
     int32_t result = 0;
+    lock_of(*record).release(descriptor_of(record->fp2));
     if (record->fp != nullptr) result = close_stream(record->fp);
     if (record->fp2 != nullptr) result = close_stream(record->fp2);  // then this one's result alone counts
     return result;

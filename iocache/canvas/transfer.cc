@@ -114,8 +114,7 @@ int32_t cv_write(cv_canvas* canvas, int64_t offset, const void* buffer, int32_t 
 
 int32_t cv_read2(cv_canvas* canvas, int64_t offset, void* buffer, int32_t length)
 {
-    if (canvas->fp2 == nullptr) canvas->fp2 = canvas::open_stream(canvas->file_name, mode_for_reading(*canvas));
-    if (canvas->fp2 == nullptr) {
+    if (canvas->fp2 == nullptr && canvas::open_kept_stream(*canvas, mode_for_reading(*canvas)) == nullptr) {
         setup::print_plainly("cannot open the file\n");
         return -255;
     }
@@ -130,9 +129,6 @@ int32_t cv_write2(cv_canvas* canvas, int64_t offset, const void* buffer, int32_t
         return -255;
     }
     const outcome result = write_item(canvas->fp2, offset, buffer, length);
-    if (result != outcome::done) {
-        std::fclose(canvas->fp2);
-        canvas->fp2 = nullptr;
-    }
+    if (result != outcome::done) canvas::close_kept_stream(*canvas);
     return print_outcome(*canvas, result, "write");
 }

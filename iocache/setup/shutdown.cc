@@ -6,6 +6,7 @@
 #include <atomic>
 #include <span>
 
+#include "iocache/canvas/canvas.h"
 #include "iocache/platform/platform.h"
 #include "iocache/setup/setup.h"
 #include "iocache/setup/tile_access.h"
@@ -66,6 +67,7 @@ void cv_master_exit(void)
 void cv_master_exit_quit(void)
 {
     stop_cache_process();
+    iocache::canvas::unlock_all_files();
     remove_arena(locks_to_free::all_but_cut_lock);
     MP_free_lock(cnt_lock);
     MP_exit();

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include <dlfcn.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "iocache/platform/platform.h"
@@ -12,6 +13,7 @@ namespace iocache_test::replaced_calls {
 std::function<bool(int64_t bytes)> on_allocate;
 std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
 std::function<int(int descriptor)> on_synchronise;
+std::function<int(int descriptor, int operation)> on_lock;
 std::function<bool(off_t offset)> on_seek;
 
 void reset::clear()
@@ -19,6 +21,7 @@ void reset::clear()
     on_allocate = nullptr;
     on_statfs = nullptr;
     on_synchronise = nullptr;
+    on_lock = nullptr;
     on_seek = nullptr;
 }
 
@@ -58,6 +61,12 @@ IOCACHE_API int fdatasync(int descriptor)
     static auto* const forward = real<decltype(fdatasync)>("fdatasync");
     const int answer = replaced_calls::on_synchronise ? replaced_calls::on_synchronise(descriptor) : 0;
     return answer != 0 ? answer : forward(descriptor);
+}
+
+IOCACHE_API int flock(int descriptor, int operation) noexcept
+{
+    static auto* const forward = real<decltype(flock)>("flock");
+    return replaced_calls::on_lock ? replaced_calls::on_lock(descriptor, operation) : forward(descriptor, operation);
 }
 
 IOCACHE_API off_t lseek(int descriptor, off_t offset, int whence) noexcept

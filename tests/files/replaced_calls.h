@@ -17,6 +17,8 @@ extern std::function<bool(int64_t bytes)> on_allocate;
 extern std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
 // Before a file is synchronised; the answer counts when it is not 0.
 extern std::function<int(int descriptor)> on_synchronise;
+// In place of locking a file, when set; below 0 with errno.
+extern std::function<int(int descriptor, int operation)> on_lock;
 // True refuses to seek there.
 extern std::function<bool(off_t offset)> on_seek;
 
