@@ -3,6 +3,7 @@
 
 #include <span>
 
+#include "iocache/zones/watched_memory.h"
 #include "iocache/zones/zones.h"
 
 int32_t cv_alloc_curr_size = 0;
@@ -94,6 +95,7 @@ int32_t cv_alloc_fill_in_current(void)
 // A partly used zone of the wanted kind wins over any free zone, wherever that lies: this packs mask tiles.
 int32_t cv_alloc_search_place(void)
 {
+    follow_all_books();
     cv_alloc_fill_in_current();
     cv_alloc_curr_nr = none;
     cv_alloc_curr_index = 0;
@@ -130,6 +132,7 @@ uint8_t* cv_alloc_malloc(void)
 {
     cv_alloc_code[cv_alloc_curr_nr] = static_cast<uint8_t>(cv_alloc_curr_code);
     cv_alloc_bits[cv_alloc_curr_nr] |= 1U << static_cast<uint32_t>(cv_alloc_curr_index);
+    follow_books(cv_alloc_curr_nr);
     return cv_alloc_curr_adress;
 }
 
@@ -147,4 +150,5 @@ void cv_alloc_free(void* address)
     cv_alloc_curr_index = static_cast<int32_t>(within_zone / cv_alloc_curr_size);
     cv_alloc_bits[cv_alloc_curr_nr] &= ~(1U << static_cast<uint32_t>(cv_alloc_curr_index));
     if (cv_alloc_bits[cv_alloc_curr_nr] == 0) cv_alloc_code[cv_alloc_curr_nr] = free_kind;
+    follow_books(cv_alloc_curr_nr);
 }

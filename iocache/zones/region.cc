@@ -4,6 +4,7 @@
 
 #include "iocache/platform/platform.h"
 #include "iocache/setup/setup.h"
+#include "iocache/zones/watched_memory.h"
 #include "iocache/zones/zones.h"
 
 uint8_t* cv_alloc_adress = nullptr;
@@ -23,6 +24,7 @@ int64_t mapped_bytes = 0;  // of the region at cv_alloc_adress, to give it back 
 // A second start in one process takes the place of the first, whose tiles are gone by then.
 void release_earlier_region()
 {
+    zones::end_watching();
     if (cv_alloc_adress != nullptr) platform_unmap_region(cv_alloc_adress, mapped_bytes);
     std::free(cv_alloc_code);
     std::free(cv_alloc_bits);
@@ -53,5 +55,6 @@ int32_t cv_alloc_init(int64_t size)
         setup::kill_host();
         return result;
     }
+    zones::begin_watching(size);
     return 0;
 }
