@@ -84,6 +84,15 @@ void unlock_all_files();
 // Everything written so far is on the disk. False when the platform says no.
 bool synchronise(cv_canvas& record);
 
+// What was written to this file is on the disk. False when the platform says no.
+bool synchronise_path(const char* path);
+// That it has this name is on the disk.
+bool synchronise_name(const char* path);
+// A canvas that was created or renamed has a name that the disk may not know yet.
+void note_new_name(const cv_canvas& record, bool is_new);
+// Afterwards the disk knows it, if the platform does that.
+void synchronise_new_name(const cv_canvas& record);
+
 extern std::mutex header_guard;
 
 }  // namespace iocache::canvas

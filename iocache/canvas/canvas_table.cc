@@ -65,6 +65,7 @@ cv_canvas* iocache::canvas::allocate_record(int32_t slot, const char* path)
     if (record == nullptr) return nullptr;
     record->index = slot;
     record->dirty_mode = 3;
+    note_new_name(*record, false);
     record->subs_window_name = copy_of(path, "s");
     if (record->subs_window_name == nullptr || !set_file_name(*record, path)) {
         release_record(record);

@@ -54,11 +54,13 @@ void untie(cv_canvas* linked, cv_canvas* cv_canvas::*link_back)
     linked->*link_back = nullptr;
 }
 
-// The tiles reach the disk before a header that calls them complete. A host that synchronises by other means
-// switches this off.
+// The tiles reach the disk before a header that calls them complete, and with them the file's name. A host that
+// synchronises by other means switches this off.
 void synchronise_tiles(cv_canvas& record)
 {
-    if (std::getenv("CV_NO_CLOSE_SYNC") == nullptr) synchronise(record);
+    if (std::getenv("CV_NO_CLOSE_SYNC") != nullptr) return;
+    synchronise(record);
+    synchronise_new_name(record);
 }
 
 void write_clean_header(cv_canvas& record)

@@ -98,6 +98,7 @@ int32_t canvas_new(const char* path, int32_t kind, int32_t x_min, int32_t y_min,
     const undo close_streams{kept, [&] { canvas_close_file(slot); }};  // closes what got open
     if (opened == open_failed) return fail(cannot_open);
     if (opened == was_there) return fail(file_exists);  // someone's file: leave it alone
+    note_new_name(*record, true);
     const undo delete_file{kept, [&] { canvas_unlink_file(slot); }};
 
     const cv_header& header = *record->header;

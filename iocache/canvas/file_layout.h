@@ -20,6 +20,7 @@
 namespace iocache::canvas {
 
 inline constexpr int32_t header_bytes = 4096;
+inline constexpr std::string_view red_xyz_text = "0.6161  0.3471  0.0368";  // every canvas has it in its first sector
 inline constexpr int32_t ink_bytes = 6144;
 inline constexpr int32_t tqcms_bytes = 153'600;
 inline constexpr int32_t region_unit = 512;  // icon, reduced image and tile table are rounded up to this

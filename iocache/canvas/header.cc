@@ -48,7 +48,7 @@ void put_constants(cv_header& header, bool is_picture)
     header.reserved_018 = 1;
     header.reserved_022 = is_picture ? picture_mark : int16_t{0};
     put_text(header.gamma_text, "2.2");
-    put_text(header.red_xyz, "0.6161  0.3471  0.0368");
+    put_text(header.red_xyz, red_xyz_text.data());
     put_text(header.green_xyz, "0.28  0.6056  0.1144");
     put_text(header.blue_xyz, "0.1528  0.0645  0.7827");
     put_text(header.white_xyz, "0.9530  1.0  0.9305");

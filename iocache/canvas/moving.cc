@@ -73,7 +73,9 @@ int32_t copy_file_to_file(const char* from, const char* to)
 int32_t cv_rename_file(int32_t /* ignored */, const char* from, const char* to)
 {
     if (on_one_device(from, folder_of(to).c_str())) return std::rename(from, to) == 0 ? 0 : -255;
-    if (copy_file_to_file(from, to) != 0) return -255;
+    // All of the copy is on the disk before the source goes. A folder that says no is left at that: the copy is whole.
+    if (copy_file_to_file(from, to) != 0 || !synchronise_path(to)) return -255;
+    synchronise_name(to);
     unlink(from);
     return 0;
 }
@@ -91,6 +93,7 @@ int32_t iocache::canvas::follow_file(cv_canvas& record, const char* new_path)
 {
     canvas_close_file(record.index);
     const bool renamed = set_file_name(record, new_path);
+    note_new_name(record, true);
     if (renamed && canvas_open_file(record.index) != -255) return 0;
 
     constexpr const char* message = "rename file : cannot reopen new file";

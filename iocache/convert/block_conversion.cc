@@ -6,12 +6,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "iocache/cache/cache.h"
@@ -111,12 +115,24 @@ int32_t read_palette(old_file& file)
     return 0;
 }
 
+// A canvas that lost some of its header when the power went before it was ever closed: all zeros, or the beginning of a
+// canvas and not the length of an old file. Converting it would destroy what is left of it.
+bool is_rest_of_canvas(const old_file& file)
+{
+    const std::span header(file.header.get(), size_t{block_header_bytes});
+    if (std::ranges::all_of(header, [](uint8_t byte) { return byte == 0; })) return true;
+    const std::string_view text(reinterpret_cast<const char*>(&header[offsetof(cv_header, red_xyz)]),
+                                canvas::red_xyz_text.size());
+    return text == canvas::red_xyz_text && file.length() != file.image.file_bytes();
+}
+
 // A file that does not hold all of its blocks is found out here, with the report that reading them would give, and not
 // when half of a new canvas has been filled.
 int32_t find_blocks(const old_file& file)
 {
     if (!file.seek(file.image.blocks_begin())) return fail(no_seek_to_blocks);
-    return file.length() < file.image.file_bytes() ? fail(block_not_read) : 0;
+    if (file.length() < file.image.file_bytes()) return fail(block_not_read);
+    return is_rest_of_canvas(file) ? fail(header_not_read) : 0;
 }
 
 // Blocks are copied whole, so that a tile must hold whole blocks.

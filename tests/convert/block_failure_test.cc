@@ -130,6 +130,21 @@ TEST_P(block_failure, negative_numbers)
     }
 }
 
+// As a power cut may leave a canvas that was never closed: some sectors of its header never reached the disk.
+TEST_P(block_failure, canvas_without_the_end_of_its_header)
+{
+    start();
+    const int32_t canvas = new_mask("canvas", 300, 300);
+    for (int32_t y = 0; y < 300; ++y) cv_storeline(canvas, bytes(300, 9).data(), nullptr, y, 0, 299);
+    EXPECT_EQ(canvas_close(canvas), 0);
+    for (const size_t first_lost : {0U, 512U}) {
+        SCOPED_TRACE(first_lost);
+        bytes file = read_whole_file(path("canvas"));
+        std::fill(file.begin() + static_cast<std::ptrdiff_t>(first_lost), file.begin() + 4096, uint8_t{0});
+        expect_refusal(file, 999136, "convert old file : read error");
+    }
+}
+
 TEST_P(block_failure, host_without_a_new_name)
 {
     start();

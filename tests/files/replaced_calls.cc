@@ -14,6 +14,7 @@ std::function<bool(int64_t bytes)> on_allocate;
 std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
 std::function<int(int descriptor)> on_synchronise;
 std::function<int(int descriptor, int operation)> on_lock;
+std::function<int(int descriptor)> on_synchronise_all;
 std::function<bool(off_t offset)> on_seek;
 
 void reset::clear()
@@ -22,6 +23,7 @@ void reset::clear()
     on_statfs = nullptr;
     on_synchronise = nullptr;
     on_lock = nullptr;
+    on_synchronise_all = nullptr;
     on_seek = nullptr;
 }
 
@@ -67,6 +69,13 @@ IOCACHE_API int flock(int descriptor, int operation) noexcept
 {
     static auto* const forward = real<decltype(flock)>("flock");
     return replaced_calls::on_lock ? replaced_calls::on_lock(descriptor, operation) : forward(descriptor, operation);
+}
+
+IOCACHE_API int fsync(int descriptor)
+{
+    static auto* const forward = real<decltype(fsync)>("fsync");
+    const int answer = replaced_calls::on_synchronise_all ? replaced_calls::on_synchronise_all(descriptor) : 0;
+    return answer != 0 ? answer : forward(descriptor);
 }
 
 IOCACHE_API off_t lseek(int descriptor, off_t offset, int whence) noexcept

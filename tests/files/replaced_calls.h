@@ -15,8 +15,10 @@ namespace iocache_test::replaced_calls {
 // True refuses the memory.
 extern std::function<bool(int64_t bytes)> on_allocate;
 extern std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
-// Before a file is synchronised; the answer counts when it is not 0.
+// Before a file's bytes are synchronised; the answer counts when it is not 0.
 extern std::function<int(int descriptor)> on_synchronise;
+// The same before all of a file, or a folder's names are.
+extern std::function<int(int descriptor)> on_synchronise_all;
 // In place of locking a file, when set; below 0 with errno.
 extern std::function<int(int descriptor, int operation)> on_lock;
 // True refuses to seek there.

@@ -121,6 +121,28 @@ TEST_P(platform_says, moved_canvas_without_memory_for_its_name_is_fatal)
     EXPECT_EQ(canvas.file_name, path("mask")) << "still a valid text";
 }
 
+TEST_P(platform_says, file_that_moves_to_another_disk_is_kept_until_its_copy_is_safe)
+{
+    // A folder that is not there counts as another disk; a name without a folder lies in the current one.
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(path(""));
+    write_whole_file("from", bytes(2000, 7));
+    bool was_there = false;
+    int answer = -1;
+    replaced_calls::on_synchronise_all = [&](int) {
+        was_there = exists("from") && read_whole_file("to") == bytes(2000, 7);
+        errno = EIO;
+        return answer;
+    };
+    EXPECT_EQ(cv_rename_file(0, "from", "to"), -255);
+    EXPECT_TRUE(exists("from")) << "its copy may not outlive the next power cut";
+    answer = 0;
+    EXPECT_EQ(cv_rename_file(0, "from", "to"), 0);
+    EXPECT_TRUE(was_there);
+    EXPECT_FALSE(exists("from"));
+    std::filesystem::current_path(before);
+}
+
 INSTANTIATE_TEST_SUITE_P(, platform_says, in_line_mode(), mode_name);
 
 // Closing: the tiles are on the disk before the header calls them complete.
@@ -156,9 +178,31 @@ TEST_P(synchronised_close, happens_between_the_tiles_and_the_clean_header)
     EXPECT_EQ(canvas_file(path("mask")).dirty(), 0);
 }
 
+TEST_P(synchronised_close, makes_a_new_name_safe_too)
+{
+    std::vector<ino_t> folders;
+    replaced_calls::on_synchronise_all = [&](int descriptor) {
+        struct stat now = {};
+        fstat(descriptor, &now);
+        if (S_ISDIR(now.st_mode)) folders.push_back(now.st_ino);
+        return 0;
+    };
+    const ino_t folder = facts_of(path(".")).st_ino;
+    EXPECT_EQ(canvas_close(canvas->index), 0);
+    EXPECT_EQ(folders, std::vector<ino_t>{folder});
+    EXPECT_EQ(canvas_close(canvas_old(path("mask").c_str())), 0);
+    EXPECT_EQ(folders.size(), 1U) << "a name that is not new is safe";
+    const int32_t again = canvas_old(path("mask").c_str());
+    EXPECT_EQ(canvas_rename_file(again, path("renamed").c_str()), 0);
+    replaced_calls::on_synchronise = nullptr;
+    EXPECT_EQ(canvas_close(again), 0);
+    EXPECT_EQ(folders, (std::vector<ino_t>{folder, folder}));
+}
+
 TEST_P(synchronised_close, can_be_switched_off_by_the_host)
 {
     setenv("CV_NO_CLOSE_SYNC", "", 1);
+    replaced_calls::on_synchronise_all = replaced_calls::on_synchronise;
     EXPECT_EQ(canvas_close(canvas->index), 0);
     EXPECT_EQ(seen, std::vector<int32_t>{});
     EXPECT_EQ(canvas_file(path("mask")).dirty(), 0);

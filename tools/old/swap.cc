@@ -63,6 +63,7 @@ void swap_in(const std::string& replacement, const std::string& path, const std:
 {
     const bool has_two_names = give_second_name(path, kept);
     if (!has_two_names) rename_to_free_name(path, kept);
+    synchronise(folder_of(path));  // or a power cut could lose this name and keep the next one
     if (std::rename(replacement.c_str(), path.c_str()) != 0) {
         const int error = errno;
         if (has_two_names) {

@@ -108,8 +108,10 @@ std::string replacement_file::take_place_keeping(const std::string& ending)
     synchronise();
     for (int number = 1; number < most_kept; ++number) {
         std::string kept = number == 1 ? path_ + ending : fmt::format("{}{}-{}", path_, ending, number);
-        // A second name for the old content first: there is always a file under the first one.
+        // A second name for the old content first, and on the disk: there is always a file under the first one, and
+        // whatever is lost when the power goes, the old content has a name.
         if (::link(path_.c_str(), kept.c_str()) == 0) {
+            synchronise_folder();
             output_.commit();
             synchronise_folder();
             return kept;
