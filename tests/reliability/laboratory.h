@@ -83,9 +83,23 @@ struct child_end {
     bool died() const { return signal != 0 && signal != SIGALRM; }
 };
 
-// Where a child hangs, for whoever looks for the cause.
+inline volatile std::sig_atomic_t watched_seconds = 0;  // 0: the time has passed once
+
+// From now on this process may take so long for what it does next.
+inline void watch_for(unsigned seconds)
+{
+    watched_seconds = static_cast<std::sig_atomic_t>(seconds);
+    alarm(seconds);
+}
+
+// Where a child hangs, for whoever looks for the cause. A machine that stood still is given the time once more.
 inline void tell_where_it_hangs(int signal_number)
 {
+    if (watched_seconds > 0) {
+        alarm(static_cast<unsigned>(watched_seconds));
+        watched_seconds = 0;
+        return;
+    }
     constexpr int most_frames = 40;
     void* frames[most_frames];
     backtrace_symbols_fd(frames, backtrace(frames, most_frames), STDERR_FILENO);
@@ -100,7 +114,7 @@ inline child_end run_in_child(const std::function<int()>& body, unsigned limit_s
     const pid_t child = fork();
     if (child == 0) {
         std::signal(SIGALRM, tell_where_it_hangs);
-        alarm(limit_seconds);
+        watch_for(limit_seconds);
         _exit(body());
     }
     int status = 0;

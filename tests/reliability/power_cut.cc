@@ -16,7 +16,7 @@ namespace {
 
 using namespace iocache_test;
 
-constexpr unsigned most_seconds_a_state = 60;
+constexpr unsigned most_seconds_a_state = 30;
 
 int say_nothing(const char* /*format*/, ...)
 {
@@ -140,7 +140,7 @@ private:
             const auto number = static_cast<size_t>(figures_->tried++);
             const bool is_over = states.empty() ? watch.seconds() > seconds : number >= states.size();
             if (is_over) return;
-            alarm(most_seconds_a_state);
+            watch_for(most_seconds_a_state);
             const power_state state = states.empty() ? any_state(log, random) : states[number];
             const disk now = disk_after(log, state);
             if (seen.insert(number_of(now, promised.closes_before(state.cut))).second) judge.look_at(now, state);
