@@ -19,6 +19,7 @@ class Goal:
     peers: float | None = None          # goal for the ratio to every peer
     plus: float | None = None           # goal: the limit and so much more, in the unit of the series
     most: float | None = None           # goal: no more than this, in the unit of the series
+    explains: bool = False              # only explains the row above: no goal, no peers
 
 
 GOALS = [
@@ -29,11 +30,17 @@ GOALS = [
     Goal("W4", "a random single pixel of it", "plain array read", limit=1.4, peers=1 / 6),
     Goal("W5", "read all rows in order, out of core, page cache warm", "pread of each row of tiles, and the copies",
          limit=0.85, peers=2.0),
+    Goal("W5", "the same, beside a limit that goes round as many buffers as the cache has",
+         "the same into as many buffers as the cache has", limit_series="limit, as many buffers as the cache",
+         explains=True),
     Goal("W5", "the same, page cache cold", "the same", series="library, cold", limit_series="limit, cold", peers=1.0),
     Goal("W6", "create, write all rows in order, close", "copies and pwrite", limit=0.9, peers=1.2),
     Goal("W6", "the same, with the final sync", "the same, and fsync", series="library, with the final sync",
          limit_series="limit, with the final sync", limit=0.9, peers=1.2),
     Goal("W7", "a single pixel whose tile is not in memory", "pread of the tile", limit=1.15, limit_process=1.4),
+    Goal("W7", "the same, beside a limit that goes round as many buffers as the cache has",
+         "the same into as many buffers as the cache has", limit_series="limit, as many buffers as the cache",
+         explains=True),
     Goal("W7", "the same, 99th percentile", "the same", series="library p99", limit_series="limit p99"),
     Goal("W8", "start, open, one pixel", "open and pread, in a fresh process", limit=3.0),
     Goal("W9", "the whole reduced image from the tiles in the file", "pread of the tiles, and the samples", limit=1.3),

@@ -26,6 +26,8 @@ def ratio(one: Series | None, other: Series | None) -> float | None:
 
 def best_peer(results: Results, goal: Goal) -> tuple[str, Series] | None:
     """The best of those that keep a memory bound."""
+    if goal.explains:
+        return None
     names = [name for name in PEERS if name not in WITHOUT_BOUND.get(goal.workload, ())]
     found = [(name, results.get(goal.workload, name, goal.series)) for name in names]
     found = [(name, series) for name, series in found if series is not None]
@@ -110,7 +112,7 @@ def peer_table(results: Results) -> list[str]:
     rows = []
     for goal in GOALS:
         found = [results.get(goal.workload, name, goal.series) for name in PEERS]
-        if any(found):
+        if any(found) and not goal.explains:
             own = [results.get(goal.workload, mode, goal.series) for mode in MODES]
             cells = [goal.workload, goal.what, *map(show, found), *map(show, own)]
             rows.append("| " + " | ".join(cells) + " |")

@@ -1,6 +1,8 @@
 // W5: all rows of a picture that does not fit the cache, in order. The limit reads a row of tiles with one pread a tile
-// and copies its rows out; with a second thread, the next row of tiles is read meanwhile. For the cold runs the file's
-// pages are dropped from the page cache before each.
+// and copies its rows out, always into the same buffers, which so stay in the processor's caches; with a second thread,
+// the next row of tiles is read meanwhile. A cache that gives up its oldest tiles goes round all of its memory: the same
+// reads into as many buffers show what that costs. For the cold runs the file's pages are dropped from the page cache
+// before each.
 #include "bench/workloads/all_rows.h"
 
 #include <cstring>
@@ -67,6 +69,18 @@ double read_with_one_thread(bare_picture& bare, uint8_t* tiles)
     return time.seconds();
 }
 
+// Row after row of tiles into the next buffers of a ring.
+double read_into_ring(bare_picture& bare, const page_memory& ring, int64_t tile_rows_in_ring, int64_t& next)
+{
+    const stopwatch time;
+    for (int32_t row = 0; row < bare.tile_rows(); ++row) {
+        uint8_t* const tiles = ring.data() + next++ % tile_rows_in_ring * bare.row_bytes();
+        bare.read_tile_row(row, tiles);
+        bare.copy_rows_out(tiles);
+    }
+    return time.seconds();
+}
+
 double read_with_two_threads(bare_picture& bare, uint8_t* tiles)
 {
     const stopwatch time;
@@ -99,7 +113,8 @@ void read_all_rows(const options& wanted, report& found)
 {
     const int32_t side = wanted.amounts.side;
     const pattern pixels(side);
-    const running_library library(wanted.library(wanted.amounts.out_of_core_mib));
+    const library_settings settings = wanted.library(wanted.amounts.out_of_core_mib);
+    const running_library library(settings);
     const picture_place place{wanted.scratch, side};
     make_picture(place, pixels);
     const open_picture picture(picture_path(place));
@@ -107,17 +122,24 @@ void read_all_rows(const options& wanted, report& found)
     const raw_file file(picture_path(place), raw_file::purpose::read);
     bare_picture bare(file, picture);
     const page_memory tiles(2 * bare.row_bytes());
+    const int64_t tile_rows_in_ring = settings.cache_mib * 1024 * 1024 / bare.row_bytes();
+    const page_memory ring(tile_rows_in_ring * bare.row_bytes(), page_memory::pages::huge);
+    int64_t next_in_ring = 0;
     line buffer(side);
     const auto by_library = [&] { return get_all_rows(picture, buffer); };
     const auto one_thread = [&] { return read_with_one_thread(bare, tiles.data()); };
     const auto two_threads = [&] { return read_with_two_threads(bare, tiles.data()); };
+    const auto one_thread_ring = [&] { return read_into_ring(bare, ring, tile_rows_in_ring, next_in_ring); };
     const auto cold = [&](auto read) {
         cv_flush_tiles(picture.number());
         file.forget_pages();
         return read();
     };
     const unit terms = unit::gigabytes_a_second(static_cast<double>(picture_pixel_bytes) * side * side);
-    found.add(measure_in_turn({{"library", by_library}, {"limit", one_thread}, {"limit, two threads", two_threads}},
+    found.add(measure_in_turn({{"library", by_library},
+                               {"limit", one_thread},
+                               {"limit, two threads", two_threads},
+                               {"limit, as many buffers as the cache", one_thread_ring}},
                               wanted.runs, terms));
     found.add(measure_in_turn({{"library, cold", [&] { return cold(by_library); }},
                                {"limit, cold", [&] { return cold(one_thread); }},
