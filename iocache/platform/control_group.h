@@ -11,8 +11,9 @@ namespace iocache::platform {
 inline constexpr std::int64_t no_memory_limit = std::numeric_limits<std::int64_t>::max();
 
 // The smallest memory limit, in bytes, of the control groups of a process, of either version, from its own group up
-// to the topmost one in sight; no_memory_limit when there is none. The folder is /proc/self, or a test's.
-std::int64_t control_group_memory_limit(const std::string& process_folder);
+// to the topmost one in sight; no_memory_limit when there is none. The folder of the process is /proc/self and the
+// usual mount /sys/fs/cgroup, or a test's.
+std::int64_t control_group_memory_limit(const std::string& process_folder, const std::string& usual_mount);
 
 }  // namespace iocache::platform
 

@@ -24,7 +24,7 @@ int64_t physical_memory_bytes()
 int64_t memory_limit_bytes()
 {
     try {
-        return iocache::platform::control_group_memory_limit("/proc/self");
+        return iocache::platform::control_group_memory_limit("/proc/self", "/sys/fs/cgroup");
     } catch (const std::bad_alloc&) {
         return iocache::platform::no_memory_limit;
     }

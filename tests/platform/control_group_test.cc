@@ -30,7 +30,10 @@ protected:
                                            "/mount rw,nosuid - cgroup cgroup rw," + controllers + "\n");
     }
     void limit_is(const std::string& file, const std::string& text) { folder.write("mount/" + file, text); }
-    [[nodiscard]] int64_t limit() const { return control_group_memory_limit(folder.path() + "/self"); }
+    [[nodiscard]] int64_t limit() const
+    {
+        return control_group_memory_limit(folder.path() + "/self", folder.path() + "/usual");
+    }
 
     temporary_folder folder;
 };
@@ -106,6 +109,56 @@ TEST_F(control_group, of_version_1_is_not_looked_for_in_other_hierarchies)
     version_1_is_mounted("/", "cpu,cpuacct");
     limit_is("app/memory.limit_in_bytes", "2000000\n");
     EXPECT_EQ(limit(), no_memory_limit);
+}
+
+TEST_F(control_group, of_version_2_is_found_at_the_usual_place_without_a_mount_table)
+{
+    group_is("0::/slice/app\n");
+    folder.write("usual/slice/memory.max", "3000000\n");
+    folder.write("usual/slice/app/memory.max", "max\n");
+    EXPECT_EQ(limit(), 3000000);
+}
+
+TEST_F(control_group, of_version_1_is_found_at_the_usual_place_without_a_mount_table)
+{
+    group_is("4:memory:/app\n0::/\n");
+    folder.write("usual/memory/memory.limit_in_bytes", "9000000\n");
+    folder.write("usual/memory/app/memory.limit_in_bytes", "2000000\n");
+    EXPECT_EQ(limit(), 2000000);
+}
+
+TEST_F(control_group, at_the_usual_place_may_be_the_topmost)
+{
+    group_is("0::/\n");
+    folder.write("usual/memory.max", "5000000\n");
+    EXPECT_EQ(limit(), 5000000);
+}
+
+TEST_F(control_group, that_is_not_at_the_usual_place_is_found_in_the_mount_table)
+{
+    group_is("0::/container/app\n");
+    version_2_is_mounted("/container");
+    folder.write("usual/memory.max", "1000000\n");
+    limit_is("app/memory.max", "4000000\n");
+    EXPECT_EQ(limit(), 4000000);
+}
+
+TEST_F(control_group, outside_what_is_mounted_is_not_looked_for_at_the_usual_place)
+{
+    group_is("0::/../elsewhere\n");
+    folder.write("elsewhere/memory.max", "1000000\n");
+    folder.write("usual/memory.max", "2000000\n");
+    version_2_is_mounted("/");
+    limit_is("memory.max", "7000000\n");
+    EXPECT_EQ(limit(), 7000000);
+}
+
+TEST_F(control_group, of_version_1_leaves_no_limit_to_version_2)
+{
+    group_is("0::/app\n4:memory:/app\n");
+    folder.write("usual/app/memory.max", "1000000\n");
+    folder.write("usual/memory/app/memory.limit_in_bytes", "2000000\n");
+    EXPECT_EQ(limit(), 2000000);
 }
 
 TEST_F(control_group, name_may_hold_colons_and_its_mount_blanks)

@@ -23,7 +23,7 @@ TEST(inventory, has_one_record_for_the_main_memory)
 TEST(inventory, tells_no_more_than_the_machine_and_the_control_group_have)
 {
     const int64_t machine = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
-    const int64_t group = iocache::platform::control_group_memory_limit("/proc/self");
+    const int64_t group = iocache::platform::control_group_memory_limit("/proc/self", "/sys/fs/cgroup");
     setinvent();
     const cv_inventory* const record = getinvent();
     ASSERT_NE(record, nullptr);
