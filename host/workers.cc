@@ -160,8 +160,10 @@ private:
     void work_until_the_end(int32_t worker)
     {
         pthread_setname_np(pthread_self(), "iocache-worker");
+        // The first run may be long in coming, and the program that starts needs its processors.
+        constexpr std::chrono::nanoseconds no_spin{0};
         for (uint32_t runs_seen = 0;; ++runs_seen) {
-            starts_.wait_while(static_cast<int32_t>(runs_seen), spin_);
+            starts_.wait_while(static_cast<int32_t>(runs_seen), runs_seen == 0 ? no_spin : spin_);
             if (ending_.load()) return;
             work(worker);
         }

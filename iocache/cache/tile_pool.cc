@@ -86,6 +86,9 @@ void iocache::cache::forget_all_tiles()
             put_on_free_list(entry);
         }
     }
+    // For the first tiles, while this is still the host's thread: the first block that another thread asks for makes the
+    // C library map a heap for it. Without memory the first tile tries again.
+    if (newest_chunk == nullptr) grow();
     for (cv_pref_entry& hint : std::span(cv_pref)) hint = {};
     forget_stranded_tiles();
 }
