@@ -155,21 +155,21 @@ bool call_log::find_files(const recorder::entry& one, recorded_call& call, disk&
     };
     switch (call.what) {
         case action::create:
-            if (now.folders.count(folder_of(call.path)) == 0) return false;
+            if (!now.folders.contains(folder_of(call.path))) return false;
             call.file = now.files.size();
             known_files_[{one.device, one.file}] = call.file;
             now.add_file({});
             before_.add_file({});
             return true;
         case action::folder:
-            return now.folders.count(folder_of(call.path)) != 0;
+            return now.folders.contains(folder_of(call.path));
         case action::rename:
         case action::link:
             return named(call.path, call.file);
         case action::exchange:
             return named(call.path, call.file) && named(call.to, call.other_file);
         case action::remove:
-            return now.folders.count(call.path) != 0 || named(call.path, call.file);
+            return now.folders.contains(call.path) || named(call.path, call.file);
         case action::sync_folder:
         case action::closed:
             return true;

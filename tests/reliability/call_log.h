@@ -84,7 +84,7 @@ public:
     std::vector<size_t> borders() const;
     // Everything that is sure before this call. To be settled when no step follows.
     disk sure_at(size_t call) const;
-    void apply(disk& on, size_t step, const sector_filter& keeps = nullptr) const;
+    void apply(disk& on, size_t number, const sector_filter& keeps = nullptr) const;
     const disk& before() const { return before_; }
     // Nothing lost; settled.
     disk whole_at(size_t call) const;

@@ -35,10 +35,10 @@ uint64_t number_of(const disk& now, size_t closes)
 
 class experiment {
 public:
-    experiment(power_workload workload, const power_places& where, const std::string& log_path)
+    experiment(power_workload workload, const power_places& where, std::string log_path)
         : workload_(std::move(workload)),
           where_(where),
-          log_path_(log_path)
+          log_path_(std::move(log_path))
     {}
 
     const power_workload& workload() const { return workload_; }

@@ -88,7 +88,7 @@ void iocache_test::put_on_disk(const disk& now, const power_places& where)
     }
     for (const std::string& folder : now.folders) std::filesystem::create_directory(folder);
     for (const auto& [name, file] : now.names) {
-        if (now.folders.count(name.substr(0, name.rfind('/'))) != 0) write_whole_file(name, now.files[file]);
+        if (now.folders.contains(name.substr(0, name.rfind('/')))) write_whole_file(name, now.files[file]);
     }
 }
 

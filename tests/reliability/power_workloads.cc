@@ -198,7 +198,7 @@ const action convert_old = [](const painter& one) {
     static_cast<void>(tools::convert_old_file(one.where.file(), options));
 };
 
-const action damage = [](const painter& one) {
+const action make_damaged = [](const painter& one) {
     one.make({0, 1, 3});
     one.change_file([](bytes& contents) {
         put_big_endian(contents, width_field, 4, 3);
@@ -206,7 +206,7 @@ const action damage = [](const painter& one) {
     });
 };
 
-const action repair = [](const painter& one) {
+const action mend = [](const painter& one) {
     const tools::canvas_file file(one.where.file());
     const tools::repair_plan plan = tools::plan_repair(file, tools::table_trust::where_it_makes_sense);
     tools::replacement_file copy(one.where.file());
@@ -236,7 +236,7 @@ void add_commands(const painter& one, std::vector<power_workload>& all)
     all.push_back(conversion(one, "iocache convert-old", make_block_file, convert_old));
     all.back().keeps_original = true;
     if (one.how == mode::process) return;  // the others do without the library
-    all.push_back(conversion(one, "iocache repair", damage, repair));
+    all.push_back(conversion(one, "iocache repair", make_damaged, mend));
     all.back().keeps_original = true;
     all.push_back(workload(one, "iocache compact", make_loose, compact));
 }
