@@ -1,24 +1,23 @@
 // Headers that lie, without an exception: every byte of the header in turn takes every value, and every pair of its
 // numbers takes values at the edges. Each file is opened, used and closed; whatever opens is drawn on.
 //
-// Exit code 0: nothing died, hung, asked the host to end, or was left behind. To be run under sanitizers too: the cases
-// of one byte, or of one pair, run in one process. Without --all a sample is taken until the time is over.
-#include <array>
-#include <fstream>
-#include <limits>
+// Exit code 0: nothing died, hung, asked the host to end, or was left behind. To be run under sanitizers too: the
+// variants of one byte, or of one pair, run in one process, and --jobs processes share the cases. Without --all a sample
+// is taken until the time is over.
 #include <random>
 
-#include "iocache/canvas/file_layout.h"
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "tests/canvas/canvas_test.h"
+#include "tests/reliability/hostile_cases.h"
 #include "tests/reliability/laboratory.h"
 #include "tests/reliability/oracle.h"
 
 namespace {
 
 using namespace iocache_test;
-namespace canvas = iocache::canvas;
 
-constexpr int byte_values = 256;
 constexpr int32_t small_frame = 128;  // so that a small canvas has a reduced image
 
 int say_nothing(const char* /*format*/, ...)
@@ -26,24 +25,22 @@ int say_nothing(const char* /*format*/, ...)
     return 0;
 }
 
-// Shared with the children that open the files.
+// Shared by all processes that work on a file of one kind, in one mode.
 struct counts {
-    std::atomic<int64_t> cases{0};
+    std::atomic<int64_t> bytes_done{0};
+    std::atomic<int64_t> pairs_done{0};
+    std::atomic<int64_t> variants{0};
     std::atomic<int64_t> opened{0};
     std::atomic<int64_t> left_behind{0};
-    std::atomic<int64_t> current{0};  // the case at work, to be told when it was the last
+    std::atomic<int64_t> accidents{0};
 };
 
-// A change of the header.
-struct change {
-    size_t place;
-    bytes value;
-};
-
+// A sound canvas, made anew with a lie in it for each variant.
 class hostile_file {
 public:
-    hostile_file(const laboratory_folder& folder, int32_t kind) : path_(folder.file(kind == 1 ? "picture" : "mask"))
+    hostile_file(std::string path, int32_t kind) : path_(std::move(path))
     {
+        std::filesystem::remove(path_);
         const auto make = [&] {
             const running_library library(mode::in_line);
             cv_max_lres_hor = cv_max_lres_vert = small_frame;
@@ -57,17 +54,24 @@ public:
         contents_ = read_whole_file(path_);
     }
 
-    void write(const std::vector<change>& changes) const
+    // In place: a file that is emptied and filled again costs a file system several times as much.
+    void write(const variant& changes) const
     {
-        bytes changed = contents_;
+        bytes header(contents_.begin(), contents_.begin() + header_bytes);
         for (const change& one : changes)
-            std::copy(one.value.begin(), one.value.end(), changed.begin() + static_cast<std::ptrdiff_t>(one.place));
-        write_whole_file(path_, changed);
+            std::copy(one.value.begin(), one.value.end(), header.begin() + static_cast<std::ptrdiff_t>(one.place));
+        const int file = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        const size_t rest = contents_.size() - header_bytes;
+        const bool written = pwrite(file, header.data(), header_bytes, 0) == ssize_t{header_bytes} &&
+                             pwrite(file, &contents_[header_bytes], rest, header_bytes) == static_cast<ssize_t>(rest) &&
+                             ftruncate(file, static_cast<off_t>(contents_.size())) == 0;
+        if (!written || close(file) != 0) std::abort();
     }
-    uint8_t byte(size_t place) const { return contents_[place]; }
+    const bytes& contents() const { return contents_; }
     const std::string& path() const { return path_; }
 
 private:
+    static constexpr int header_bytes = iocache::canvas::header_bytes;
     std::string path_;
     bytes contents_;
 };
@@ -96,7 +100,7 @@ void open_and_use(const hostile_file& file, counts& all)
 {
     const size_t descriptors = open_descriptors();
     host().clear();
-    ++all.cases;
+    ++all.variants;
     const int32_t number = canvas_old(file.path().c_str());
     if (number >= 0) {
         ++all.opened;
@@ -106,110 +110,97 @@ void open_and_use(const hostile_file& file, counts& all)
     if (used_slots() != 0 || open_descriptors() != descriptors || host().kills() != 0) ++all.left_behind;
 }
 
-// Runs all variants of one sort in one child. Each variant is a list of changes.
+// Works off cases, those of one after the other in one child.
 class bench {
 public:
-    bench(const hostile_file& file, mode how) : file_(file), how_(how) {}
+    bench(const hostile_file& file, mode how, counts& all) : file_(file), how_(how), all_(all) {}
 
-    void run(const std::string& what, const std::vector<std::vector<change>>& variants)
+    void run(const hostile_case& one)
     {
-        const child_end end = run_in_child(
-            [&] {
-                const running_library library(how_, {8 * picture_tile_bytes, 2});
-                cv_printf = say_nothing;
-                cv_max_lres_hor = cv_max_lres_vert = small_frame;
-                for (size_t i = 0; i < variants.size(); ++i) {
-                    counts_->current = static_cast<int64_t>(i);
-                    file_.write(variants[i]);
-                    open_and_use(file_, *counts_);
-                }
-                return 0;
-            },
-            300);
+        *current_ = 0;
+        const std::vector<variant> variants = variants_of(one, fields_, file_.contents());
+        const child_end end = run_in_child([&] { return try_all(variants); }, most_seconds);
+        ++(one.is_pair ? all_.pairs_done : all_.bytes_done);
         if (end.exit_code == 0) return;
-        ++accidents_;
-        std::printf("%s, variant %lld: %s %d\n", what.c_str(), static_cast<long long>(counts_->current.load()),
-                    end.hung() ? "hung" : "died with", end.hung() ? 0 : end.signal);
+        ++all_.accidents;
+        std::printf("%s, variant %lld: %s %d\n", name_of(one, fields_).c_str(),
+                    static_cast<long long>(current_->load()), end.hung() ? "hung" : "died with",
+                    end.hung() ? 0 : end.signal);
+        std::fflush(stdout);
     }
-
-    int64_t accidents() const { return accidents_; }
-    const counts& total() const { return *counts_; }
 
 private:
+    static constexpr unsigned most_seconds = 300;
+    const std::vector<iocache::canvas::file_field> fields_ = fields_that_matter();
     const hostile_file& file_;
     mode how_;
-    shared_object<counts> counts_;
-    int64_t accidents_ = 0;
+    counts& all_;
+    shared_object<std::atomic<int64_t>> current_;  // the variant at work, to be told when it was the last
+
+    int try_all(const std::vector<variant>& variants)
+    {
+        const running_library library(how_, {8 * picture_tile_bytes, 1});
+        unlink(cv_tile_sema_file);  // nothing takes it away after an accident
+        cv_printf = say_nothing;
+        cv_max_lres_hor = cv_max_lres_vert = small_frame;
+        for (size_t i = 0; i < variants.size(); ++i) {
+            *current_ = static_cast<int64_t>(i);
+            file_.write(variants[i]);
+            open_and_use(file_, all_);
+        }
+        return 0;
+    }
 };
 
-// Not the file's own value.
-std::vector<std::vector<change>> all_values_of(const hostile_file& file, size_t place)
-{
-    std::vector<std::vector<change>> variants;
-    for (int value = 0; value < byte_values; ++value) {
-        if (value == file.byte(place)) continue;
-        variants.push_back({{place, {static_cast<uint8_t>(value)}}});
-    }
-    return variants;
-}
-
-bytes big_endian_bytes(int64_t value, size_t count)
-{
-    bytes result(count);
-    put_big_endian(result, 0, count, static_cast<uint64_t>(value));
-    return result;
-}
-
-std::vector<bytes> edge_values(const canvas::file_field& field)
-{
-    std::vector<int64_t> values;
-    if (field.bytes == 2) values = {-32'768, -1, 0, 1, 2, 255, 257, 32'767};
-    if (field.bytes == 4) {
-        values = {std::numeric_limits<int32_t>::min(), -1, 0, 1, 512, 4096, 65'536, 16'777'215,
-                  std::numeric_limits<int32_t>::max()};
-    }
-    // Doubles: zero, minus one, the smallest, infinity, not a number.
-    if (field.bytes == 8) values = {0, -0x4010000000000000, 1, 0x7FF0000000000000, 0x7FF8000000000000};
-    std::vector<bytes> all;
-    all.reserve(values.size());
-    for (const int64_t value : values) all.push_back(big_endian_bytes(value, field.bytes));
-    return all;
-}
-
-std::vector<std::vector<change>> edge_pairs(const canvas::file_field& one, const canvas::file_field& other)
-{
-    std::vector<std::vector<change>> variants;
-    for (const bytes& a : edge_values(one)) {
-        for (const bytes& b : edge_values(other)) variants.push_back({{one.offset, a}, {other.offset, b}});
-    }
-    return variants;
-}
-
-std::vector<canvas::file_field> fields_that_matter()
-{
-    std::vector<canvas::file_field> fields;
-    for (const canvas::file_field& field : canvas::header_fields) {
-        const bool is_read = !field.name.starts_with("reserved") && !field.name.starts_with("tone") &&
-                             !field.name.starts_with("orig") && field.name != "magic";
-        if (is_read) fields.push_back(field);
-    }
-    return fields;
-}
-
-struct job {
-    bool is_pair;
-    size_t first;  // byte, or field
-    size_t second;
+struct task {
+    int32_t kind;
+    mode how;
+    double end_seconds;  // of the whole run
 };
 
-std::vector<job> all_jobs(size_t fields)
+// One of the processes that share the cases: every jobs-th is its own.
+void work(const task& now, const laboratory_options& options, int job, const laboratory_folder& folder,
+          const stopwatch& watch, counts& all)
 {
-    std::vector<job> jobs;
-    for (size_t place = 0; place < size_t{canvas::header_bytes}; ++place) jobs.push_back({false, place, 0});
-    for (size_t one = 0; one < fields; ++one) {
-        for (size_t other = one + 1; other < fields; ++other) jobs.push_back({true, one, other});
+    const hostile_file file(folder.file("file" + std::to_string(job)), now.kind);
+    std::vector<hostile_case> cases = all_cases(fields_that_matter().size());
+    if (!options.all) std::shuffle(cases.begin(), cases.end(), std::mt19937(options.seed));
+    bench one(file, now.how, all);
+    for (size_t i = static_cast<size_t>(job); i < cases.size(); i += static_cast<size_t>(options.jobs)) {
+        if (!options.all && watch.seconds() > now.end_seconds) return;
+        one.run(cases[i]);
     }
-    return jobs;
+}
+
+// Returns how much went wrong.
+int64_t run_task(const task& now, const laboratory_options& options, const laboratory_folder& folder,
+                 const stopwatch& watch)
+{
+    const shared_object<counts> all;
+    const stopwatch own_time;
+    std::vector<pid_t> workers;
+    for (int job = 0; job < options.jobs; ++job) {
+        const pid_t worker = fork();
+        if (worker == 0) {
+            work(now, options, job, folder, watch, *all);
+            _exit(0);
+        }
+        workers.push_back(worker);
+    }
+    for (const pid_t worker : workers) {
+        int status = 0;
+        waitpid(worker, &status, 0);
+        if (status != 0) ++all->accidents;
+    }
+    const auto number = [](const std::atomic<int64_t>& value) { return static_cast<long long>(value.load()); };
+    const size_t fields = fields_that_matter().size();
+    std::printf("| %s, %s | %lld of %d | %lld of %zu | %lld | %lld | %lld | %lld | %.0f |\n",
+                now.kind == 1 ? "picture" : "mask", now.how == mode::process ? "process" : "in-line",
+                number(all->bytes_done), iocache::canvas::header_bytes, number(all->pairs_done),
+                fields * (fields - 1) / 2, number(all->variants), number(all->opened), number(all->left_behind),
+                number(all->accidents), own_time.seconds());
+    std::fflush(stdout);
+    return all->accidents + all->left_behind;
 }
 
 }  // namespace
@@ -220,39 +211,14 @@ int main(int argc, char** argv)
     setenv("CV_NO_CLOSE_SYNC", "1", 1);
     const laboratory_folder folder;
     const stopwatch watch;
-    const std::vector<canvas::file_field> fields = fields_that_matter();
-    int64_t accidents = 0;
-    int part = 0;
-    std::printf("| file | bytes done | pairs done | files opened or refused | opened | left behind | died or hung |\n"
-                "|---|---|---|---|---|---|---|\n");
+    std::printf("| file | bytes done | pairs done | files opened or refused | opened | left behind | died or hung | "
+                "seconds |\n|---|---|---|---|---|---|---|---|\n");
+    std::fflush(stdout);
+    int64_t troubles = 0;
+    int parts = 0;
     for (const int32_t kind : {0, 1}) {
-        const hostile_file file(folder, kind);
-        for (const mode how : {mode::in_line, mode::process}) {
-            ++part;
-            bench one(file, how);
-            std::vector<job> jobs = all_jobs(fields.size());
-            if (!options.all) std::shuffle(jobs.begin(), jobs.end(), std::mt19937(options.seed));
-            int64_t done[2] = {0, 0};
-            for (const job& now : jobs) {
-                if (!options.all && watch.seconds() > options.seconds * part / 4) break;
-                ++done[now.is_pair ? 1 : 0];
-                if (now.is_pair) {
-                    const canvas::file_field& a = fields[now.first];
-                    const canvas::file_field& b = fields[now.second];
-                    one.run(std::string(a.name) + " and " + std::string(b.name), edge_pairs(a, b));
-                } else {
-                    one.run("byte " + std::to_string(now.first), all_values_of(file, now.first));
-                }
-            }
-            accidents += one.accidents() + one.total().left_behind;
-            std::printf(
-                "| %s, %s | %lld of %d | %lld of %zu | %lld | %lld | %lld | %lld |\n", kind == 1 ? "picture" : "mask",
-                how == mode::process ? "process" : "in-line", static_cast<long long>(done[0]), canvas::header_bytes,
-                static_cast<long long>(done[1]), fields.size() * (fields.size() - 1) / 2,
-                static_cast<long long>(one.total().cases.load()), static_cast<long long>(one.total().opened.load()),
-                static_cast<long long>(one.total().left_behind.load()), static_cast<long long>(one.accidents()));
-            std::fflush(stdout);
-        }
+        for (const mode how : {mode::in_line, mode::process})
+            troubles += run_task({kind, how, options.seconds * ++parts / 4}, options, folder, watch);
     }
-    return accidents == 0 ? 0 : 1;
+    return troubles == 0 ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 #ifndef IOCACHE_TESTS_RELIABILITY_LABORATORY_H
 #define IOCACHE_TESTS_RELIABILITY_LABORATORY_H
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -23,9 +24,10 @@ struct laboratory_options {
     uint32_t seed = 1;
     bool all = false;  // everything there is, however long it takes
     std::string only;  // parts of this name; empty: all of them
+    int jobs = 1;      // processes that share the work, in parts that can be shared
 };
 
-// [--seconds N] [--seed N] [--only NAME] [--all]; ends the process when it is something else.
+// [--seconds N] [--seed N] [--only NAME] [--jobs N] [--all]; ends the process when it is something else.
 inline laboratory_options parse_options(int argc, char** argv)
 {
     laboratory_options options;
@@ -37,10 +39,12 @@ inline laboratory_options parse_options(int argc, char** argv)
             options.seed = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 10));
         } else if (std::strcmp(argv[i], "--only") == 0 && has_value) {
             options.only = argv[++i];
+        } else if (std::strcmp(argv[i], "--jobs") == 0 && has_value) {
+            options.jobs = std::max(1, std::atoi(argv[++i]));
         } else if (std::strcmp(argv[i], "--all") == 0) {
             options.all = true;
         } else {
-            std::fprintf(stderr, "usage: %s [--seconds N] [--seed N] [--only NAME] [--all]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--seconds N] [--seed N] [--only NAME] [--jobs N] [--all]\n", argv[0]);
             std::exit(2);
         }
     }
