@@ -190,7 +190,7 @@ TEST_P(new_file, has_no_user_when_none_is_known)
 
 TEST_P(new_file, has_a_user_up_to_the_fields_end)
 {
-    for (const size_t length : {31U, 32U, 33U, 51U, 52U, 500U}) {
+    for (const size_t length : {31U, 32U, 33U, 51U, 52U, 500U, 8'000U}) {
         const std::string user(length, 'u');
         setenv("USER", user.c_str(), 1);
         const std::string before = date_now();
