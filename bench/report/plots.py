@@ -34,7 +34,7 @@ def speed(results: Results, goal: Goal, program: str) -> float | None:
 
 
 def draw_workloads(results: Results, target: Path) -> None:
-    goals = [goal for goal in GOALS if goal.workload not in ("W10", "W11") and speed(results, goal, "in-line")]
+    goals = [goal for goal in GOALS if not goal.explains and goal.workload not in ("W10", "W11") and speed(results, goal, "in-line")]
     programs = [name for name in PROGRAMS if any(speed(results, goal, name) for goal in goals)]
     figure, axes = plt.subplots(figsize=(12, 5))
     width = 0.8 / len(programs)
