@@ -79,6 +79,9 @@ int32_t follow_file(cv_canvas& record, const char* new_path);
 // before each header that counts them: a file that is shorter than its header says does not open. Cache side, or at
 // close.
 void hold_every_slot(cv_canvas& record);
+// Takes slots back, in memory and in the file, that the file could not be made long enough for: their tiles were not
+// written. At close, when no tile is in memory any more.
+void give_up_slots_without_room(cv_canvas& record);
 // Quick end of the library: open files stay open, but no longer count as used.
 void unlock_all_files();
 // Everything written so far is on the disk. False when the platform says no.

@@ -67,6 +67,7 @@ void write_clean_header(cv_canvas& record)
 {
     if (access(record.file_name, W_OK) != 0) return;
     hold_every_slot(record);
+    give_up_slots_without_room(record);
     synchronise_tiles(record);
     {
         const std::lock_guard held(header_guard);
@@ -82,6 +83,8 @@ void close_saved(cv_canvas& record)
     if (written) {
         write_clean_header(record);
     } else {
+        hold_every_slot(record);
+        give_up_slots_without_room(record);
         cv_log_string(log_level, (std::string("Tiles not written, canvas stays dirty ") + record.file_name).c_str());
     }
     canvas_close_file(record.index);

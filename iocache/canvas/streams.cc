@@ -10,8 +10,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <mutex>
 #include <span>
 #include <string>
 
@@ -116,6 +118,25 @@ void iocache::canvas::hold_every_slot(cv_canvas& record)
     struct stat now = {};
     if (fstat(fileno(stream), &now) != 0 || now.st_size >= bytes) return;
     [[maybe_unused]] const int result = ftruncate(fileno(stream), bytes);  // likewise
+}
+
+void iocache::canvas::give_up_slots_without_room(cv_canvas& record)
+{
+    cv_header& header = *record.header;
+    FILE* const stream = writable_kept_stream(record);
+    struct stat now = {};
+    if (stream == nullptr || fstat(fileno(stream), &now) != 0) return;
+    const int64_t slots = (now.st_size - header.tiles_offset) / record.tile_bytes;
+    if (header.tiles_written <= slots) return;
+    const std::span entries(record.tile_table, static_cast<size_t>(tile_count(record)));
+    std::ranges::replace_if(
+        entries, [slots](int32_t entry) { return entry >= slots; }, never_written);
+    {
+        const std::lock_guard held(header_guard);
+        header.tiles_written = static_cast<int32_t>(std::max<int64_t>(slots, 0));
+    }
+    cv_write_tile_table2(record.index);
+    cv_write_header2(record.index);
 }
 
 bool iocache::canvas::synchronise(cv_canvas& record)

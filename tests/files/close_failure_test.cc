@@ -59,6 +59,27 @@ TEST_P(failed_flush, file_that_was_dirty_before_stays_so)
     EXPECT_EQ(canvas_file(path("growing")).pixel(0, 0), (bytes{0x11, 0x11, 0x11, 0x11, 0x11}));
 }
 
+// The file cannot even be made longer: a header that counted the slot would keep it from being opened.
+TEST_P(failed_flush, file_without_room_for_a_slot_opens_again_with_all_that_was_written)
+{
+    constexpr shape tall{.y_max = 511};
+    cv_canvas& growing = open_new("growing", tall);
+    ASSERT_EQ(store(growing, 0, 0x11), 0);
+    ASSERT_EQ(cv_flush_tiles(growing.index), 0);
+    ASSERT_EQ(store(growing, 300, 0x22), 0);
+    {
+        const file_size_limit limit(read_whole_file(path("growing")).size() + 1000);
+        printed_by([&] { EXPECT_EQ(canvas_close(growing.index), 0); });
+    }
+    std::atomic_ref(cv_disk_full).store(0);
+    const canvas_file left(path("growing"));
+    EXPECT_EQ(left.dirty(), 1);
+    EXPECT_EQ(left.tiles_written(), 1);
+    EXPECT_EQ(left.slot(0, 1), -1);
+    EXPECT_EQ(left.pixel(0, 0), (bytes{0x11, 0x11, 0x11, 0x11, 0x11}));
+    EXPECT_GE(canvas_old(path("growing").c_str()), 0) << host().last_message();
+}
+
 TEST_P(failed_flush, record_is_gone_and_no_tile_names_it)
 {
     constexpr shape four_tiles{.x_max = 511, .y_max = 511};
