@@ -1,8 +1,9 @@
-// What a canvas should hold, as plain arrays: the oracle of the random tests. Knows nothing of tiles but when it
-// checks a closed file.
+// What a canvas should hold, tile by tile in plain arrays: the oracle of the random tests. Knows nothing of the
+// library, and of the file only what its independent reader tells.
 #ifndef IOCACHE_TESTS_MODEL_MODEL_CANVAS_H
 #define IOCACHE_TESTS_MODEL_MODEL_CANVAS_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -22,6 +23,9 @@ struct run {
     bool is_row;
     int32_t x, y;  // first pixel
     int32_t length;
+    int32_t x_end() const { return is_row ? x + length - 1 : x; }
+    int32_t y_end() const { return is_row ? y : y + length - 1; }
+    run first(int32_t pixels) const { return {is_row, x, y, pixels}; }
 };
 
 // Pixels of a run, first pixel first, as the library takes and gives them.
@@ -41,25 +45,53 @@ public:
     bool is_picture() const { return kind_ == 1; }
     const model_extent& extent() const { return extent_; }
     size_t pixel_bytes() const { return is_picture() ? 4 : 1; }
+    int32_t tiles_across() const { return tiles_across_; }
+    int32_t tiles_down() const { return tiles_down_; }
+    size_t tile_count() const { return tiles_.size(); }
+    size_t tile_bytes() const;
 
     run random_run(std::mt19937& random) const;
     run_pixels random_pixels(const run& where, std::mt19937& random) const;
+    run_pixels room_for(const run& where) const;
+
+    // Runs may lie in the margins, but not outside the grid.
     void store(const run& where, const run_pixels& pixels);
     run_pixels load(const run& where) const;
+    run_pixels load_pixel(int32_t x, int32_t y) const { return load({true, x, y, 1}); }
 
-    // The closed file holds exactly this: every tile byte, margins included, and a header that says so. Adds test
-    // failures where it does not.
-    void expect_file_holds_this() const;
+    bool is_in_grid(int32_t x, int32_t y) const;
+    size_t tile_of(int32_t x, int32_t y) const;
+    std::vector<size_t> tiles_of(const run& where) const;
+    std::vector<uint8_t> tile(size_t number) const;  // its bytes, as they lie in a file
+    void set_tile(size_t number, std::vector<uint8_t> contents) { tiles_[number] = std::move(contents); }
+    void clear_margins();
+
+    // Whether the tile was ever drawn on, so that it has, or will have, a place in the file.
+    enum class drawn { no, yes, not_known };
+    drawn is_drawn(size_t number) const { return drawn_[number]; }
+    void set_drawn(size_t number, drawn how) { drawn_[number] = how; }
+
+    // How the closed file differs from this: any tile byte, margins included, or a header that says something else.
+    // Empty when it does not.
+    std::string difference_to_file() const;
 
 private:
+    struct place {
+        size_t tile;
+        size_t pixel;  // in the tile
+    };
+    place place_of(int32_t x, int32_t y) const;
+    void clear_margin(size_t number);
     template <class Visit> void each_pixel(const run& where, Visit visit) const;
-    std::vector<uint8_t> expected_tile(int32_t column, int32_t row) const;
+    std::string difference_to_tiles(const class canvas_file& file) const;
 
     std::string path_;
     int32_t kind_;
     model_extent extent_;
-    std::vector<uint8_t> colour_;
-    std::vector<uint8_t> alpha_;
+    int32_t tiles_across_;
+    int32_t tiles_down_;
+    std::vector<std::vector<uint8_t>> tiles_;  // empty: nothing but zeros
+    std::vector<drawn> drawn_;
 };
 
 }  // namespace iocache_test
