@@ -1,22 +1,16 @@
-// Painting at random; every write of a tile passes through this file on its way to the library.
+// Painting at random.
 #include "tests/reliability/crash_writer.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <random>
 
+#include "tests/reliability/noted_writes.h"
+
 namespace {
 
 using namespace iocache_test;
-
-oracle* noted = nullptr;  // null: nothing is noted
-
-size_t number_of(const cv_tile& tile)
-{
-    return static_cast<size_t>(tile.y) * tiles_across + static_cast<size_t>(tile.x);
-}
 
 class painter {
 public:
@@ -82,30 +76,12 @@ private:
 
 }  // namespace
 
-// In the library's place: the cache calls this one.
-extern "C" IOCACHE_API int32_t cv_write_tile(cv_tile* tile)
-{
-    static auto* const forward = reinterpret_cast<decltype(cv_write_tile)*>(dlsym(RTLD_NEXT, "cv_write_tile"));
-    if (noted == nullptr) return forward(tile);
-    oracle::tile& note = noted->tiles.at(number_of(*tile));
-    const uint64_t content = content_number({tile->buffer, static_cast<size_t>(tile->size)});
-    if (note.written == 0) ++noted->appends;
-    ++noted->writes;
-    note.on_its_way = content;
-    const int32_t result = forward(tile);
-    if (result == 0) {
-        note.written = content;
-        note.on_its_way = 0;
-    }
-    return result;
-}
-
 void iocache_test::paint_until_killed(const crash_workload& workload, oracle& notes)
 {
     // Few enough tiles in memory that most are written back soon.
     const running_library library(workload.how, {(workload.kind == 1 ? 3 : 1) * picture_tile_bytes, 2});
     unlink(cv_tile_sema_file);  // nothing takes it away after a kill
-    noted = &notes;
+    note_writes_in(&notes);
     painter one(workload, notes);
     one.open();
     one.paint();
