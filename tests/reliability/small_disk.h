@@ -33,14 +33,14 @@ public:
     {
         const uid_t user = getuid();
         if (unshare(CLONE_NEWNS) != 0) {
-            if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) throw no_disk();
+            if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) fail_to_mount();
             // The mount needs a root, if only that of a world of its own.
             std::ofstream("/proc/self/uid_map") << "0 " << user << " 1\n";
         }
         const std::string size = "size=" + std::to_string(mebibytes) + "M";
         const bool is_mounted = mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                                 mount("tmpfs", folder_.c_str(), "tmpfs", 0, size.c_str()) == 0;
-        if (!is_mounted) throw no_disk();
+        if (!is_mounted) fail_to_mount();
     }
     ~small_disk() { umount2(folder_.c_str(), MNT_DETACH); }
     small_disk(const small_disk&) = delete;
@@ -71,9 +71,9 @@ private:
     static constexpr const char* ballast_name = "ballast";
     std::string folder_;
 
-    static no_small_disk no_disk()
+    [[noreturn]] static void fail_to_mount()
     {
-        return no_small_disk(std::string("cannot mount a small disk: ") + std::strerror(errno));
+        throw no_small_disk(std::string("cannot mount a small disk: ") + std::strerror(errno));
     }
 };
 
