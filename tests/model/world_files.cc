@@ -102,9 +102,22 @@ void world::stop()
     require(first_tile == nullptr || locked_tiles() == 0, "a tile stays locked");
 }
 
+namespace {
+
+// A kill may come between a window's file and its end.
+void remove_windows(const std::string& folder)
+{
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().string().ends_with('s')) std::filesystem::remove(entry.path());
+    }
+}
+
+}  // namespace
+
 // After a quick exit or a kill every file is as if nobody had closed it.
 void world::find_files_again()
 {
+    remove_windows(folder_);
     for (file_note& note : notes_.files) {
         const file_note::state state = note.now;
         if (state == file_note::state::none) continue;
