@@ -181,4 +181,39 @@ TEST_F(control_group, with_garbled_files_has_no_limit)
     EXPECT_EQ(limit(), no_memory_limit);
 }
 
+TEST_F(control_group, is_found_past_lines_of_the_mount_table_that_are_cut_short)
+{
+    group_is("no colon at all\n1:one colon only\n0::/app\n");
+    const std::string mount_folder = folder.path() + "/mount";
+    folder.write("self/mountinfo", "30 - cgroup2 cgroup2 rw\n"
+                                   "30 23 0:26 / " +
+                                       folder.path() +
+                                       "/short rw - cgroup2 \n"
+                                       "30 23 0:26 / " +
+                                       folder.path() +
+                                       "/other rw - tmpfs - cgroup2 rw\n"
+                                       "30 23 0:26 / " +
+                                       mount_folder + " rw - cgroup2 cgroup2 rw\n");
+    folder.write("short/app/memory.max", "1\n");
+    folder.write("other/app/memory.max", "2\n");
+    limit_is("app/memory.max", "1048576\n");
+    EXPECT_EQ(limit(), 1048576);
+}
+
+TEST_F(control_group, mount_may_have_backslashes_that_mean_themselves)
+{
+    group_is("0::/app\n");
+    folder.write("self/mountinfo", "30 23 0:26 / " + folder.path() + "/a\\9\\040b\\ rw - cgroup2 cgroup2 rw\n");
+    folder.write("a\\9 b\\/app/memory.max", "1048576\n");
+    EXPECT_EQ(limit(), 1048576);
+}
+
+TEST_F(control_group, limit_of_nothing_is_none)
+{
+    group_is("0::/app\n");
+    version_2_is_mounted("/");
+    limit_is("app/memory.max", "0\n");
+    EXPECT_EQ(limit(), no_memory_limit);
+}
+
 }  // namespace
