@@ -13,7 +13,7 @@ namespace {
 
 using namespace iocache_test;
 
-constexpr int disk_mebibytes = 16;
+constexpr int disk_mebibytes = 6;
 constexpr int no_disk = 77;
 
 void print(const char* name, const full_disk_figures& f)

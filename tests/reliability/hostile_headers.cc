@@ -57,7 +57,7 @@ public:
     }
 
     // In place: a file that is emptied and filled again costs a file system several times as much. Pixels stay as the
-    // last variant left them; nothing goes by them.
+    // last variant left them: nothing goes by them, but for a lie that makes something else of them.
     void write(const variant& changes) const
     {
         bytes header(contents_.begin(), contents_.begin() + header_bytes);
