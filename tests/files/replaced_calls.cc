@@ -1,6 +1,7 @@
 #include "tests/files/replaced_calls.h"
 
 #include <cerrno>
+#include <cstdio>
 
 #include <dlfcn.h>
 #include <sys/file.h>
@@ -15,6 +16,7 @@ std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_block
 std::function<int(int descriptor)> on_synchronise;
 std::function<int(int descriptor, int operation)> on_lock;
 std::function<int(int descriptor)> on_synchronise_all;
+std::function<bool(const char* mode)> on_open;
 std::function<bool(off_t offset)> on_seek;
 
 void reset::clear()
@@ -23,6 +25,7 @@ void reset::clear()
     on_statfs = nullptr;
     on_synchronise = nullptr;
     on_lock = nullptr;
+    on_open = nullptr;
     on_synchronise_all = nullptr;
     on_seek = nullptr;
 }
@@ -63,6 +66,12 @@ IOCACHE_API int fdatasync(int descriptor)
     static auto* const forward = real<decltype(fdatasync)>("fdatasync");
     const int answer = replaced_calls::on_synchronise ? replaced_calls::on_synchronise(descriptor) : 0;
     return answer != 0 ? answer : forward(descriptor);
+}
+
+IOCACHE_API FILE* fopen(const char* path, const char* mode)
+{
+    static auto* const forward = real<decltype(fopen)>("fopen");
+    return replaced_calls::on_open && replaced_calls::on_open(mode) ? nullptr : forward(path, mode);
 }
 
 IOCACHE_API int flock(int descriptor, int operation) noexcept

@@ -21,6 +21,8 @@ extern std::function<int(int descriptor)> on_synchronise;
 extern std::function<int(int descriptor)> on_synchronise_all;
 // In place of locking a file, when set; below 0 with errno.
 extern std::function<int(int descriptor, int operation)> on_lock;
+// True refuses to open the file; with errno.
+extern std::function<bool(const char* mode)> on_open;
 // True refuses to seek there.
 extern std::function<bool(off_t offset)> on_seek;
 

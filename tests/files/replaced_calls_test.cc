@@ -1,6 +1,9 @@
 // What only a platform can show that answers as the test wants: no memory, disks of any size, a refused seek.
 #include "tests/files/replaced_calls.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -33,6 +36,25 @@ protected:
 private:
     replaced_calls::reset calls_;
 };
+
+// The moment has passed when the library tries to make the file instead.
+TEST_P(platform_says, file_that_cannot_be_opened_for_a_moment_is_not_emptied)
+{
+    cv_canvas& canvas = settled("mask", small_mask);
+    ASSERT_EQ(canvas_close_file(canvas.index), 0);
+    const bytes before = read_whole_file(path("mask"));
+    for (const int error : {EMFILE, ENFILE, ENOMEM, EINTR, EACCES, EIO}) {
+        int failures = 1;
+        replaced_calls::on_open = [&](const char* /*mode*/) {
+            errno = error;
+            return failures-- > 0;
+        };
+        EXPECT_EQ(canvas_open_file(canvas.index), -255) << strerror(error);
+        EXPECT_EQ(read_whole_file(path("mask")), before) << strerror(error);
+        replaced_calls::on_open = nullptr;
+    }
+    EXPECT_EQ(canvas_open_file(canvas.index), -30);
+}
 
 TEST_P(platform_says, free_bytes_are_blocks_times_their_size)
 {
