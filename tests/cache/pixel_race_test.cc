@@ -1,6 +1,7 @@
 // Single pixels read out of memory while the tile is taken away: the value is always one the pixel had.
 #include <array>
 #include <csignal>
+#include <functional>
 #include <thread>
 
 #include <sys/mman.h>
@@ -136,6 +137,64 @@ TEST_P(pixel_race, pixel_is_right_though_its_tile_goes_in_the_middle_of_the_read
     }
     hooks::go_on = true;
     settle();
+}
+
+// Stops a reader twice: colour and alpha of a pixel lie in pages that cannot be read. At the first fault another tile
+// takes the place of the pixel's tile, in the same entry and the same memory; at the second the tile comes back there.
+class tile_comes_back {
+public:
+    tile_comes_back(uint8_t* memory, std::function<void(int32_t column)> bring)
+    {
+        memory_ = memory;
+        bring_ = std::move(bring);
+        faults = 0;
+        struct sigaction action = {};
+        action.sa_sigaction = exchange_tiles;
+        action.sa_flags = SA_SIGINFO;
+        sigaction(SIGSEGV, &action, &before_);
+        protect(PROT_NONE);
+    }
+    ~tile_comes_back()
+    {
+        protect(PROT_READ | PROT_WRITE);
+        sigaction(SIGSEGV, &before_, nullptr);
+    }
+    tile_comes_back(const tile_comes_back&) = delete;
+    tile_comes_back& operator=(const tile_comes_back&) = delete;
+
+    static inline int faults;
+
+private:
+    static constexpr int32_t colour_bytes = 4 * tile_side * tile_side;
+
+    static void protect(int how) { mprotect(memory_, picture_tile_bytes, how); }
+    static void exchange_tiles(int /*signal*/, siginfo_t* fault, void* /*context*/)
+    {
+        protect(PROT_READ | PROT_WRITE);
+        const bool in_colour = static_cast<uint8_t*>(fault->si_addr) < memory_ + colour_bytes;
+        bring_(++faults == 1 ? 1 : 0);
+        if (faults > 1) return;
+        uint8_t* const other_plane = in_colour ? memory_ + colour_bytes : memory_;
+        mprotect(other_plane, in_colour ? picture_tile_bytes - colour_bytes : colour_bytes, PROT_NONE);
+    }
+
+    static inline uint8_t* memory_;
+    static inline std::function<void(int32_t)> bring_;
+    struct sigaction before_ = {};
+};
+
+TEST_P(pixel_race, pixel_is_right_though_its_tile_goes_and_comes_back_in_the_middle_of_the_read)
+{
+    make_canvases(1);
+    read_tile(canvases[0], 0);
+    settle();
+    const cv_tile* const entry = cached(canvases[0], 0);
+    {
+        const tile_comes_back twice(entry->buffer, [this](int32_t column) { read_tile(canvases[0], column); });
+        EXPECT_TRUE(reads_right(0, 0));
+        EXPECT_EQ(tile_comes_back::faults, 2) << "colour and alpha were being read out of memory";
+    }
+    EXPECT_EQ(cached(canvases[0], 0), entry) << "in the same entry";
 }
 
 TEST_P(pixel_race, many_readers_of_a_cache_of_two_tiles_always_read_right)
