@@ -13,10 +13,11 @@ bool iocache::canvas::sizes_are_sane(const cv_header& header)
 {
     const int64_t bytes_per_pixel = header.image_kind != 0 ? 4 : 1;
     const int64_t icon = int64_t{header.icon_width} * header.icon_height * bytes_per_pixel;
+    // Which leaves no room for a negative icon_bytes.
     const bool icon_fits = header.icon_width < 0 || header.icon_height < 0 ? false : icon <= header.icon_bytes;
-    return icon_fits && header.icon_bytes >= 0 && header.tile_table_bytes >= 0 && header.subsampled_bytes >= 0 &&
-           header.tiles_written >= 0 && header.tiles_offset >= 0 && header.x_max >= header.x_min &&
-           header.y_max >= header.y_min && header.tile_height > 0;
+    return icon_fits && header.tile_table_bytes >= 0 && header.subsampled_bytes >= 0 && header.tiles_written >= 0 &&
+           header.tiles_offset >= 0 && header.x_max >= header.x_min && header.y_max >= header.y_min &&
+           header.tile_height > 0;
 }
 
 bool iocache::canvas::table_holds_grid(const cv_canvas& record)

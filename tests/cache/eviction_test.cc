@@ -245,6 +245,23 @@ TEST_P(victim_that_cannot_be_written, stays_on_the_list_unhooked)
     EXPECT_EQ(parg.req[0].tile, nullptr);
 }
 
+TEST_P(victim_that_cannot_be_written, stays_where_it_is_when_it_fails_again)
+{
+    meet_it();
+    std::atomic_ref(cv_disk_full).store(0);
+    const int32_t other = new_mask("other", 256, 256);
+    EXPECT_EQ(cv_flush_tiles_keep(other), 0) << "which has nothing to write";
+    {
+        const file_size_limit limit(file("picture").contents().size() - 1000);
+        EXPECT_EQ(request_tile(picture, 1), -255);
+    }
+    settle_while_full();
+    EXPECT_EQ(lru_order(), "0:0,0");
+    EXPECT_EQ(cached(picture, 0), nullptr);
+    std::atomic_ref(cv_disk_full).store(0);
+    EXPECT_EQ(shown(picture, 0), tile_of(picture, 0x77));
+}
+
 TEST_P(victim_that_cannot_be_written, is_found_again_by_the_next_request_for_it)
 {
     meet_it();

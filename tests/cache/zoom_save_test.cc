@@ -78,6 +78,19 @@ TEST_P(zoom_save, reading_saves_nothing)
     EXPECT_EQ(cached(zoom, 1, 1), nullptr);
 }
 
+TEST_P(zoom_save, zoom_canvas_with_fewer_tiles_keeps_only_those)
+{
+    start_with_zones(8);
+    parent = new_picture("parent", 600, 600);
+    zoom = new_picture("zoom", 600, 100);
+    record_of(parent).zoom_child = &record_of(zoom);
+    write_tile(parent, 1, 1, 0x22);
+    settle();
+    EXPECT_EQ(cv_test_if_canvas_empty(zoom), 0);
+    EXPECT_EQ(shown(parent, 1, 1), tile_of(parent, 0x22));
+    record_of(parent).zoom_child = nullptr;
+}
+
 TEST_P(zoom_save, full_disk_in_the_middle_is_made_good_by_the_repeated_request)
 {
     start_with_zoom(2);

@@ -120,7 +120,7 @@ void query_place(world& w, const step& one)
     const auto [x, y] = chosen_pixel(model, one);
     const auto number = static_cast<int32_t>(model.tile_of(x, y));
     std::array<int32_t, 6> found{};
-    require(cv_ask_virt_param(canvas, &found[0], &found[1]) == 0 &&
+    require(cv_ask_virt_param(canvas, found.data(), &found[1]) == 0 &&
                 cv_ask_tile_dimensions(canvas, &found[2], &found[3]) == 0 &&
                 cv_ask_tile_sizes(canvas, &found[4], &found[5]) == 0,
             "a question about a canvas fails");
