@@ -110,7 +110,7 @@ TEST_P(hazards, column_whose_third_tile_cannot_be_read_keeps_what_came_before)
         const int32_t canvas = kind == mask_kind ? new_mask("c", 10, 600) : new_picture("c", 10, 600);
         draw_rows(canvas, {0, 300, 599}, 0x31);
         lose_last_tile(canvas, "c");
-        guarded_buffer colour(4 * 600, 0xEE);
+        guarded_buffer colour(size_t{4} * 600, 0xEE);
         guarded_buffer alpha(600, 0xEE);
         EXPECT_EQ(cv_getcolumn(canvas, colour.data(), alpha.data(), 5, 0, 599), -255);
         const size_t pixel_bytes = kind == mask_kind ? 1 : 4;
@@ -136,7 +136,7 @@ TEST_P(hazards, view_whose_last_tile_cannot_be_read_is_none)
         const int32_t canvas = kind == mask_kind ? new_mask("c", 600, 300) : new_picture("c", 600, 300);
         draw_rows(canvas, {0, 299}, 0x31);
         lose_last_tile(canvas, "c");
-        const memory_at_the_edge buffer(size_t{4'194'304} + 600 * 300);
+        const memory_at_the_edge buffer(size_t{4'194'304} + size_t{600} * 300);
         uint8_t* const before = std::exchange(Xbuf, buffer.data());
         EXPECT_EQ(cv_get_lowres_visu(canvas), -255);
         Xbuf = before;
@@ -254,7 +254,7 @@ TEST_P(hazards, tile_of_any_height_is_served_or_refused)
 {
     constexpr int32_t width = 300;
     constexpr int32_t height = 700;
-    constexpr size_t entries = 2 * height;
+    constexpr size_t entries = size_t{2} * height;
     start_small();
     ASSERT_EQ(canvas_close(new_mask("c", width, height)), 0);
     edited_file file(path("c"));

@@ -123,6 +123,7 @@ int64_t iocache_test::race_hooks::stops_made()
 }
 
 // Visible, so that the library finds these before the system's own.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's own names are reserved ones.
 extern "C" {
 
 IOCACHE_API size_t fwrite(const void* data, size_t size, size_t count, FILE* stream)
@@ -169,3 +170,4 @@ int32_t barrier(cv_barrier* meeting, int32_t parties)
 }
 
 }  // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

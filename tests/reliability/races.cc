@@ -67,7 +67,7 @@ public:
 
 protected:
     uint32_t random(uint32_t below) { return static_cast<uint32_t>(chance()) % below; }
-    cv_tile_request& ask_for(int slot, int32_t column, bool write)
+    cv_tile_request& ask_for(int slot, int32_t column, bool write) const
     {
         cv_tile_request& request = fill_slot(slot, mask, first_pixel_of(column), write);
         static constexpr std::array opcodes = {opcode::one_slot, opcode::second_slot_only, opcode::third_slot_only};
@@ -80,9 +80,9 @@ protected:
         std::memcpy(&word, tile.buffer + offset, sizeof word);
         return word;
     }
-    static void put_word(const cv_tile& tile, size_t offset, uint64_t word)
+    static void put_word(const cv_tile& tile, uint64_t value, size_t offset)
     {
-        std::memcpy(tile.buffer + offset, &word, sizeof word);
+        std::memcpy(tile.buffer + offset, &value, sizeof value);
     }
     static constexpr size_t last_word = tile_bytes - sizeof(uint64_t);
 
@@ -143,18 +143,18 @@ private:
     void change_all_at_once()
     {
         const cv_tile_request& request = ask_for(0, 0, true);
-        put_word(*request.tile, 0, ++change_);
-        put_word(*request.tile, last_word, change_);
+        put_word(*request.tile, ++change_, 0);
+        put_word(*request.tile, change_, last_word);
         let_go(request.tile);
     }
     // Holds the tile, half of it changed, until writing ahead is over.
     void change_in_two_parts()
     {
         const cv_tile_request& request = ask_for(0, 0, true);
-        put_word(*request.tile, 0, ++change_);
+        put_word(*request.tile, ++change_, 0);
         race_hooks::go_on();
         await(is_idle);
-        put_word(*request.tile, last_word, change_);
+        put_word(*request.tile, change_, last_word);
         let_go(request.tile);
     }
     bool is_right() const
@@ -200,8 +200,8 @@ private:
     void change(int32_t column, int slot)
     {
         const cv_tile_request& request = ask_for(slot, column, true);
-        put_word(*request.tile, 0, ++numbers_[static_cast<size_t>(column)]);
-        put_word(*request.tile, last_word, numbers_[static_cast<size_t>(column)]);
+        put_word(*request.tile, ++numbers_[static_cast<size_t>(column)], 0);
+        put_word(*request.tile, numbers_[static_cast<size_t>(column)], last_word);
         let_go(request.tile);
     }
     bool answer_is_right(int64_t round)
@@ -218,8 +218,8 @@ private:
         if (!is_this_tile) return false;
         const bool is_right = word_in(*tile, 0) == number && word_in(*tile, last_word) == number;
         if (write) {
-            put_word(*tile, 0, ++number);
-            put_word(*tile, last_word, number);
+            put_word(*tile, ++number, 0);
+            put_word(*tile, number, last_word);
         }
         let_go(tile);
         return is_right;
@@ -267,8 +267,8 @@ public:
         const int32_t victim = first_tile->x;  // the oldest: the one that reading ahead takes
         const int32_t x = static_cast<int32_t>(random(tile_side));
         const int32_t y = static_cast<int32_t>(random(tile_side));
-        const auto place_in_page = reinterpret_cast<uintptr_t>(first_tile->buffer + y * tile_side + x);
-        page = reinterpret_cast<void*>(place_in_page & ~(uintptr_t{page_bytes} - 1));
+        uint8_t* const wanted_pixel = first_tile->buffer + int64_t{y} * tile_side + x;
+        page = wanted_pixel - reinterpret_cast<uintptr_t>(wanted_pixel) % page_bytes;
         steps = static_cast<int>(random(most_steps));
         faults = 0;
         mprotect(page, page_bytes, PROT_NONE);
@@ -358,6 +358,7 @@ void stay_on_one_processor()
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): an exception ends the laboratory, as it should.
 int main(int argc, char** argv)
 {
     const char* const wanted = take_option(argc, argv, "--rounds", 1);

@@ -54,7 +54,7 @@ TEST_F(watched_memory, of_a_block_ends_where_the_block_ends)
     EXPECT_DEATH(touch(mask + mask_bytes), found) << "the next block of the zone";
     touch(taken(mask_bytes));
     touch(mask + mask_bytes);
-    EXPECT_DEATH(touch(mask + 2 * mask_bytes), found);
+    EXPECT_DEATH(touch(mask + int64_t{2} * mask_bytes), found);
 }
 
 TEST_F(watched_memory, of_a_block_that_was_given_back_is_out_of_bounds)
@@ -80,11 +80,11 @@ TEST_F(watched_memory, follows_what_a_host_writes_into_the_books)
     cv_alloc_bits[1] = 1;
     EXPECT_EQ(taken(picture_bytes), cv_alloc_adress);
     touch(cv_alloc_adress + picture_bytes);
-    touch(cv_alloc_adress + 2 * picture_bytes);
-    EXPECT_DEATH(touch(cv_alloc_adress + 2 * picture_bytes + mask_bytes), found);
+    touch(cv_alloc_adress + int64_t{2} * picture_bytes);
+    EXPECT_DEATH(touch(cv_alloc_adress + int64_t{2} * picture_bytes + mask_bytes), found);
     cv_alloc_code[0] = 0;
     cv_alloc_bits[0] = 0;
-    EXPECT_EQ(taken(mask_bytes), cv_alloc_adress + 2 * picture_bytes + mask_bytes);
+    EXPECT_EQ(taken(mask_bytes), cv_alloc_adress + int64_t{2} * picture_bytes + mask_bytes);
     EXPECT_DEATH(touch(cv_alloc_adress), found);
 }
 
@@ -93,7 +93,7 @@ TEST_F(watched_memory, behind_the_last_whole_zone_is_never_touched)
     ASSERT_EQ(cv_alloc_init(picture_bytes + 1000), 0);
     EXPECT_NE(taken(picture_bytes), nullptr);
     EXPECT_DEATH(touch(cv_alloc_adress + picture_bytes), found);
-    ASSERT_EQ(cv_alloc_init(2 * picture_bytes), 0) << "a second start begins anew";
+    ASSERT_EQ(cv_alloc_init(int64_t{2} * picture_bytes), 0) << "a second start begins anew";
     EXPECT_DEATH(touch(cv_alloc_adress), found);
 }
 
