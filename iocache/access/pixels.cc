@@ -43,9 +43,9 @@ inline uint32_t value_of(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t
 {
     uint32_t value = 0;
     if (canvas.pixel_shift != 0) {
-        if (cache::peek_pixel<true>(canvas, x, y, value, *alpha)) return value;
+        if (cache::peek_pixel<true>(canvas, x, y, value, alpha)) return value;
     } else {
-        if (cache::peek_pixel<false>(canvas, x, y, value, *alpha)) return value << mask_shift;
+        if (cache::peek_pixel<false>(canvas, x, y, value, alpha)) return value << mask_shift;
     }
     return request_value(canvas, x, y, alpha);
 }

@@ -36,11 +36,11 @@ __attribute__((noinline, no_sanitize("thread")))
 __attribute__((noinline, no_sanitize("address")))
 #endif
 inline void
-read_unguarded(const uint8_t* block, uint64_t place, bool is_picture, uint32_t& value, uint32_t& alpha)
+read_unguarded(const uint8_t* block, uint64_t place, bool is_picture, uint32_t& value, uint32_t* alpha)
 {
     if (is_picture) {
         __builtin_memcpy(&value, block + place * sizeof value, sizeof value);
-        alpha = block[alpha_plane + place];
+        *alpha = block[alpha_plane + place];
     } else {
         value = block[place];
     }
@@ -58,7 +58,7 @@ inline void keep_loads_above()
 }
 
 // Reads one pixel straight out of memory. False when its tile is not there, or left meanwhile; then value and alpha
-// may hold anything. Of a mask alpha is left alone.
+// may hold anything. Of a mask alpha is left alone, and may be null.
 //
 // A tile in memory has a block of one of the two sizes, and its rows are a power of two long: what must be asked is
 // only whether the pixel lies in the grid and in the block. Unsigned, what lies left of or above the grid lies far
@@ -67,7 +67,7 @@ inline void keep_loads_above()
 // An entry without a tile needs no question of its own: this place led to it before its generation was read, so it
 // can lead to it again afterwards only in another generation.
 template <bool is_picture>
-bool peek_pixel(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, uint32_t& alpha)
+bool peek_pixel(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, uint32_t* alpha)
 {
     const uint32_t grid_y = static_cast<uint32_t>(y) + static_cast<uint32_t>(canvas.geom_orig.y_offset);
     const uint32_t row = grid_y >> canvas.tile_shift_y;

@@ -65,6 +65,17 @@ TEST_P(pixels, of_a_mask_come_in_the_low_bits_either_way)
     EXPECT_EQ(alpha, untouched);
 }
 
+TEST_P(pixels, of_a_mask_need_no_place_for_an_alpha)
+{
+    start();
+    const painting image = mask(300, 200);
+    const int32_t canvas = stored_canvas(image);
+    const uint32_t expected = image.colour(299, 199)[0];
+    EXPECT_EQ(cv_ask_value_pixel(canvastable[canvas], 299, 199, nullptr), expected);
+    EXPECT_EQ(cv_ask_value_pixel(canvastable[canvas], 299, 199, nullptr), expected);
+    EXPECT_EQ(cv_ask_value_cutout(canvastable[canvas], 299, 199, nullptr), expected << 24U);
+}
+
 TEST_P(pixels, of_a_picture_are_a_word_and_an_alpha_byte_either_way)
 {
     start();
