@@ -12,6 +12,7 @@
 #include "iocache/cache/tile_entry.h"
 #include "iocache/canvas/canvas.h"
 #include "iocache/setup/setup.h"
+#include "iocache/zones/zones.h"
 
 namespace {
 
@@ -128,6 +129,7 @@ void cv_tile_access_read(void* /*unused*/)
         serve(parg.opcode);
         return;
     }
+    zones::prepare_first_zone();  // while the host opens its first canvas
     next_step step = next_step::go_on;
     while (step == next_step::go_on) {
         uspsema(cv_tile_access_sema);

@@ -25,6 +25,8 @@ static_assert(one_meeting == one_party * (most_barrier_parties + 1), "the count 
 
 // A tile that the system still has in memory arrives within this time, and so does one that another has to be written for.
 constexpr std::chrono::microseconds spin_limit{100};
+// The first of all takes longer, because its memory has to be made.
+constexpr std::chrono::microseconds first_spin_limit{500};
 
 constexpr uint32_t parties_come(uint32_t word)
 {
@@ -48,7 +50,7 @@ int32_t wait_for_the_others(cv_barrier& barrier, uint32_t word)
     for (;;) {
         if (meeting_number(word) != meeting) return 0;
         if (word & broken_bit) return barrier_is_broken;
-        barrier.word.wait_while(static_cast<int32_t>(word), spin_limit);
+        barrier.word.wait_while(static_cast<int32_t>(word), meeting == 0 ? first_spin_limit : spin_limit);
         word = static_cast<uint32_t>(barrier.word.value().load(std::memory_order_acquire));
     }
 }

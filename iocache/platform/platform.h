@@ -112,4 +112,12 @@ IOCACHE_API int32_t platform_statfs(const char* path, int64_t* block_size, int64
 
 }  // extern "C"
 
+namespace iocache::platform {
+
+// Has the system put memory behind these bytes now instead of when they are first touched. They keep what they hold.
+// Only a hint, harmless where nothing is mapped; the bytes start at a page.
+void ask_for_memory(void* start, int64_t bytes);
+
+}  // namespace iocache::platform
+
 #endif

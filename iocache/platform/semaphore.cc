@@ -9,12 +9,15 @@ using namespace iocache::platform;
 struct alignas(cache_line_bytes) cv_semaphore {
     explicit cv_semaphore(int32_t initial) : count(initial) {}
     waited_word count;
+    std::atomic<bool> is_fresh{true};
 };
 
 namespace {
 
 // A client that goes from tile to tile rings again within this time.
 constexpr std::chrono::microseconds spin_limit{50};
+// Who starts a thread that waits here needs it soon, and only has to open a file before.
+constexpr std::chrono::microseconds first_spin_limit{500};
 
 }  // namespace
 
@@ -34,7 +37,8 @@ IOCACHE_REPLACEABLE int32_t uspsema(cv_semaphore* semaphore)
                 return 0;
             }
         }
-        semaphore->count.wait_while(seen, spin_limit);
+        const bool is_first = semaphore->is_fresh.exchange(false, std::memory_order_relaxed);
+        semaphore->count.wait_while(seen, is_first ? first_spin_limit : spin_limit);
         seen = count.load(std::memory_order_relaxed);
     }
 }

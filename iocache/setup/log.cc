@@ -82,6 +82,7 @@ void iocache::setup::start_log()
     tq_log = 0;
     if (std::getenv("TQ_CRE_LOG") != nullptr) log_fp = create_log_file();
     if (std::getenv("TQ_CRE_LOG") != nullptr && log_fp != nullptr) tq_log = 1;
+    if (tq_logs == 0 && tq_log == 0) return;  // finding out the local time alone reads a file
 
     log_time("Tessera started");
     log_labelled("Host product", configured_text(product_name_item));

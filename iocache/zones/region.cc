@@ -1,5 +1,6 @@
 // The region of tile memory and its two books: mapped once at start, kept until the next start or the end.
 
+#include <atomic>
 #include <cstdlib>
 
 #include "iocache/platform/platform.h"
@@ -19,11 +20,15 @@ using namespace iocache;
 
 constexpr setup::failure no_memory{-256, 999012, "malloc_problem"};
 
+// The first zone, or null: for the cache process, which looks as it starts and has no other business here then.
+std::atomic<void*> first_zone = nullptr;
+
 int64_t mapped_bytes = 0;  // of the region at cv_alloc_adress, to give it back at a second start
 
 // A second start in one process takes the place of the first, whose tiles are gone by then.
 void release_earlier_region()
 {
+    first_zone.store(nullptr);
     zones::end_watching();
     if (cv_alloc_adress != nullptr) platform_unmap_region(cv_alloc_adress, mapped_bytes);
     std::free(cv_alloc_code);
@@ -34,6 +39,11 @@ void release_earlier_region()
 }
 
 }  // namespace
+
+void iocache::zones::prepare_first_zone()
+{
+    if (void* const zone = first_zone.load()) platform::ask_for_memory(zone, zone_bytes);
+}
 
 int32_t cv_alloc_init(int64_t size)
 {
@@ -56,5 +66,6 @@ int32_t cv_alloc_init(int64_t size)
         return result;
     }
     zones::begin_watching(size);
+    if (cv_alloc_zones > 0) first_zone.store(cv_alloc_adress);
     return 0;
 }

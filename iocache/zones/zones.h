@@ -31,6 +31,9 @@ constexpr bool serves(int32_t block_bytes)
     return block_bytes == picture_block_bytes || block_bytes == mask_block_bytes;
 }
 
+// Has the system put memory behind the zone that the first tile gets. Changes no byte, so that nobody need wait for it.
+void prepare_first_zone();
+
 // Points the current block at block `index` of zone `zone`, for the size and kind now current.
 void make_current(int32_t zone, int32_t index);
 

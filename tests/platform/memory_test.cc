@@ -59,6 +59,20 @@ TEST(region, is_null_when_it_cannot_be)
     platform_unmap_region(nullptr, 1);
 }
 
+TEST(region, keeps_its_bytes_when_its_memory_is_asked_for)
+{
+    constexpr int64_t bytes = 3 * 1024 * 1024;
+    void* const region = platform_map_region(bytes);
+    ASSERT_NE(region, nullptr);
+    const std::span<uint8_t> all{static_cast<uint8_t*>(region), static_cast<std::size_t>(bytes)};
+    all.front() = 1;
+    iocache::platform::ask_for_memory(region, bytes);
+    EXPECT_EQ(all.front(), 1);
+    EXPECT_TRUE(std::all_of(all.begin() + 1, all.end(), [](uint8_t byte) { return byte == 0; }));
+    platform_unmap_region(region, bytes);
+    iocache::platform::ask_for_memory(region, bytes);  // as when the region went meanwhile
+}
+
 TEST(allocation, is_zeroed_and_freed_with_free)
 {
     constexpr std::size_t bytes = 100000;
