@@ -2,8 +2,9 @@
 // so nothing is stored into what is open.
 //
 // Settings: the tile cache holds as many tiles of 256 x 256 as fit the cache's size, access is random, the cache of
-// operations is off (nothing is asked for twice); rows and columns are taken from a strip of tiles in the region; W6
-// saves an image whose pixels are generated as they are asked for.
+// operations is off (nothing is asked for twice). Every row and every column is a call, as it is for the others: a
+// program that had a whole strip of tiles prepared and took 256 rows from it would measure its own copies. The reduced
+// image is taken from such strips. W6 saves an image whose pixels are generated as they are asked for.
 #include <cstring>
 
 #include <vips/vips.h>
@@ -20,8 +21,10 @@ public:
     [[nodiscard]] std::string name() const override { return "libvips"; }
     [[nodiscard]] std::string settings() const override
     {
-        return "tiled TIFF 256 x 256, not compressed; vips_tilecache of the cache's size, random access; rows "
-               "and columns from a strip of tiles in a region; W6 saves a generated image as such a TIFF";
+        return "tiled TIFF 256 x 256, not compressed; vips_tilecache of the cache's size, random access; "
+               "vips_region_prepare for each row, column and pixel; the reduced image from strips of tiles in a "
+               "region; "
+               "W6 saves a generated image as such a TIFF";
     }
     [[nodiscard]] bool takes_part_in(const std::string& workload) const override { return workload != "W2"; }
 
@@ -52,12 +55,12 @@ public:
 
     void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
-        need({x, y, count, 1}, {x, y / tile_side * tile_side, count, tile_side});
+        prepare({x, y, count, 1});
         std::memcpy(target, VIPS_REGION_ADDR(region_, x, y), static_cast<size_t>(picture_pixel_bytes * count));
     }
     void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
-        need({x, y, 1, count}, {x / tile_side * tile_side, y, tile_side, count});
+        prepare({x, y, 1, count});
         const uint8_t* pixel = VIPS_REGION_ADDR(region_, x, y);
         for (int32_t i = 0; i < count; ++i, pixel += VIPS_REGION_LSKIP(region_))
             std::memcpy(target + picture_pixel_bytes * i, pixel, picture_pixel_bytes);
