@@ -55,13 +55,6 @@ IOCACHE_REPLACEABLE void platform_unmap_region(void* region, int64_t bytes)
     if (region && is_possible(bytes)) munmap(region, mapped_bytes(bytes));
 }
 
-void iocache::platform::ask_for_memory([[maybe_unused]] void* start, [[maybe_unused]] int64_t bytes)
-{
-#if defined(MADV_POPULATE_WRITE)
-    static_cast<void>(madvise(start, static_cast<std::size_t>(bytes), MADV_POPULATE_WRITE));
-#endif
-}
-
 IOCACHE_REPLACEABLE void* platform_allocate(int64_t bytes)
 {
     if (!is_possible(bytes)) {
