@@ -2,9 +2,10 @@
 // so nothing is stored into what is open.
 //
 // Settings: the tile cache holds as many tiles of 256 x 256 as fit the cache's size, access is random, the cache of
-// operations is off (nothing is asked for twice). Every row and every column is a call, as it is for the others: a
-// program that had a whole strip of tiles prepared and took 256 rows from it would measure its own copies. The reduced
-// image is taken from such strips. W6 saves an image whose pixels are generated as they are asked for.
+// operations is off (nothing is asked for twice). Every row and every column of the cached part is a call, as it is for
+// the others: a program that had a whole strip of tiles prepared and took 256 rows from it would measure its own copies.
+// Where the whole image is read in order, and for the reduced image, such strips are what serves best. W6 saves an image
+// whose pixels are generated as they are asked for.
 #include <cstring>
 
 #include <vips/vips.h>
@@ -55,7 +56,11 @@ public:
 
     void get_row(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
     {
-        prepare({x, y, count, 1});
+        if (count == vips_image_get_width(image_)) {
+            need({x, y, count, 1}, {x, y / tile_side * tile_side, count, tile_side});
+        } else {
+            prepare({x, y, count, 1});
+        }
         std::memcpy(target, VIPS_REGION_ADDR(region_, x, y), static_cast<size_t>(picture_pixel_bytes * count));
     }
     void get_column(int32_t x, int32_t y, int32_t count, uint8_t* target, int64_t /*plane_bytes*/) override
