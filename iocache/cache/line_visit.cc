@@ -22,11 +22,10 @@ int64_t tiles_to(const cv_canvas& canvas, const tile_place& from, const cv_tile_
     return std::max(tiles, 0) + 1;
 }
 
-constexpr int64_t cache_line_bytes = 64;
-
 template <int for_writing> void prefetch(const uint8_t* first, int64_t count)
 {
-    for (int64_t at = 0; at < count; at += cache_line_bytes) __builtin_prefetch(first + at, for_writing);
+    for (int64_t at = 0; at < count; at += static_cast<int64_t>(platform::cache_line_bytes))
+        __builtin_prefetch(first + at, for_writing);
 }
 
 // Asks the processor for a tile's part of a line ahead of its copy: a lock, and a tile's own stores, would make it wait

@@ -11,13 +11,14 @@
 #include <type_traits>
 
 #include "iocache/cache/cache.h"
+#include "iocache/platform/waiting.h"
 
 namespace iocache::cache {
 
 //
 // What a hit and a look without a lock read of an entry, up to the tile's locked and dirty, is one line of the
 // processor's caches: many entries are visited in turn, and each line of one may come from memory.
-struct alignas(64) tile_entry {
+struct alignas(platform::cache_line_bytes) tile_entry {
     std::atomic<uint64_t> generation;  // see above; changed by the cache side only
     cv_tile tile;
     // Under cv_tile_access_lock: the buffer is on its way to the file. A client that wants to write the tile is sent

@@ -1,6 +1,6 @@
 // How a thread of this library waits for another: it spins for a short bounded time, because an answer from another
 // processor mostly comes sooner than the system could put a thread to sleep and wake it, and sleeps only then.
-// For the files of this folder and the workers of the reference host.
+// For the files of this folder, the tile entries and the workers of the reference host.
 #ifndef IOCACHE_PLATFORM_WAITING_H
 #define IOCACHE_PLATFORM_WAITING_H
 
@@ -13,7 +13,8 @@
 
 namespace iocache::platform {
 
-// Bytes between two objects that different processors write, so that neither slows the other down.
+// A line of the processor's caches, mostly. Two objects that different processors write lie so far apart, so that neither
+// slows the other down.
 inline constexpr std::size_t cache_line_bytes = 64;
 
 // How many processors the process may run on, as far as a cpu_set_t can tell.

@@ -6,6 +6,7 @@
 
 #include "tests/canvas/canvas_test.h"
 #include "tests/reliability/noted_writes.h"
+#include "tests/reliability/shown_tile.h"
 
 namespace {
 
@@ -35,22 +36,6 @@ bytes without_dates(bytes file)
             std::fill_n(file.begin() + static_cast<std::ptrdiff_t>(date.offset), date.bytes, uint8_t{0});
     }
     return file;
-}
-
-uint64_t shown_number(int32_t canvas, size_t tile)
-{
-    const bool is_picture = canvastable[canvas]->kind == 1;
-    constexpr size_t side = full_tile_side;
-    const size_t line_bytes = side * (is_picture ? 4 : 1);
-    bytes content(line_bytes * side + (is_picture ? side * side : 0));
-    const auto left = static_cast<int32_t>(tile % full_tiles_across * side);
-    const auto top = static_cast<int32_t>(tile / full_tiles_across * side);
-    for (size_t line = 0; line < side; ++line) {
-        uint8_t* const alpha = is_picture ? &content[line_bytes * side + line * side] : nullptr;
-        cv_getline(canvas, &content[line * line_bytes], alpha, top + static_cast<int32_t>(line), left,
-                   left + full_tile_side - 1);
-    }
-    return content_number(content);
 }
 
 int64_t written_tiles(const oracle& notes)
@@ -229,7 +214,8 @@ void full_disk_experiment::open_and_look()
     for (size_t tile = 0; tile < full_tile_count; ++tile) {
         const oracle::tile& note = outcome_->notes.tiles[tile];
         if (note.written == 0 || note.on_its_way != 0) continue;
-        if (shown_number(canvas, tile) != note.written) outcome_->note("a tile that had been written has changed");
+        if (content_number(shown_tile(canvas, tile)) != note.written)
+            outcome_->note("a tile that had been written has changed");
     }
     canvas_close(canvas);
 }

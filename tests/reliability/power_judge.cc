@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "tests/canvas/canvas_test.h"
+#include "tests/reliability/shown_tile.h"
 #include "tools/failure.h"
 #include "tools/repair/repair_plan.h"
 #include "tools/repair/repaired_copy.h"
@@ -15,22 +16,6 @@ using namespace iocache_test;
 namespace tools = iocache::tools;
 
 constexpr size_t tile_count = power_tile_count;
-
-bytes shown_tile(int32_t canvas, size_t tile)
-{
-    constexpr size_t side = power_tile_side;
-    const bool is_picture = canvastable[canvas]->kind == 1;
-    const size_t line_bytes = side * (is_picture ? 4 : 1);
-    bytes content(line_bytes * side + (is_picture ? side * side : 0));
-    const auto left = static_cast<int32_t>(tile % power_tiles_across * side);
-    const auto top = static_cast<int32_t>(tile / power_tiles_across * side);
-    for (size_t line = 0; line < side; ++line) {
-        uint8_t* const alpha = is_picture ? &content[line_bytes * side + line * side] : nullptr;
-        cv_getline(canvas, &content[line * line_bytes], alpha, top + static_cast<int32_t>(line), left,
-                   left + power_tile_side - 1);
-    }
-    return content;
-}
 
 template <class Content> int64_t wrong_tiles(const expected_tiles& expected, Content content_of)
 {
