@@ -5,6 +5,7 @@
 #include "iocache/access/access.h"
 #include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
+#include "iocache/platform/waiting.h"
 
 namespace {
 
@@ -39,6 +40,19 @@ struct plane {
 
 constexpr size_t picture_pixel_bytes = 4;
 
+// Asks for the cache lines right of a column's, a few rows with each column that shares the present ones: who reads
+// columns from left to right finds them all when he comes to them.
+template <size_t pixel_bytes> void prefetch_next_lines(const uint8_t* source, size_t stride, size_t count)
+{
+    constexpr size_t columns_a_line = platform::cache_line_bytes / pixel_bytes;
+    const size_t column = reinterpret_cast<uintptr_t>(source) / pixel_bytes % columns_a_line;
+    constexpr int reading = 0;
+    constexpr int to_second_level = 2;  // the first is too small for a column
+    const size_t end = count * (column + 1) / columns_a_line;
+    for (size_t row = count * column / columns_a_line; row < end; ++row)
+        __builtin_prefetch(source + row * stride + platform::cache_line_bytes, reading, to_second_level);
+}
+
 void copy_mask(const plane& mask, size_t count)
 {
     for (size_t i = 0; i < count; ++i) mask.copy<1>(i);
@@ -65,7 +79,12 @@ int32_t cv_getcolumn(int32_t canvas, void* colour, void* alpha, int32_t x, int32
     return walk_column(
         *record, x, y_first, y_last, false, [=](const cv_tile_request& tile, size_t position, size_t pixels) {
             const auto stride = static_cast<size_t>(tile.line_bytes);
-            if (!is_picture) return copy_mask({colours + position, 1, tile.pixel, stride}, pixels);
+            if (!is_picture) {
+                prefetch_next_lines<1>(tile.pixel, stride, pixels);
+                return copy_mask({colours + position, 1, tile.pixel, stride}, pixels);
+            }
+            prefetch_next_lines<picture_pixel_bytes>(tile.pixel, stride, pixels);
+            prefetch_next_lines<1>(tile.alfa_pixel, stride / picture_pixel_bytes, pixels);
             copy_picture({colours + position * picture_pixel_bytes, picture_pixel_bytes, tile.pixel, stride},
                          {alphas + position, 1, tile.alfa_pixel, stride / picture_pixel_bytes}, pixels);
         });
