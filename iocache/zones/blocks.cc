@@ -34,7 +34,7 @@ int32_t first_free_block(uint32_t occupancy, int32_t blocks)
 constexpr int32_t zones_per_stride = 64;
 
 // No zone of a stride can take anything, whatever their kinds: the usual case in a full cache, and the quickest to see.
-bool all_are_full(const uint8_t* codes, const uint32_t* bits)
+[[gnu::always_inline]] inline bool all_are_full(const uint8_t* codes, const uint32_t* bits)
 {
     const auto full = static_cast<uint32_t>(cv_alloc_curr_and);
     uint32_t differing = 0;
@@ -47,7 +47,7 @@ bool all_are_full(const uint8_t* codes, const uint32_t* bits)
 // True when the search can pass a whole stride of zones over: those of the wanted kind are full, and none is free, which
 // no longer matters once a free one is remembered. The books are read each time: what a host has written into them
 // counts.
-bool is_exhausted(const uint8_t* codes, const uint32_t* bits)
+[[gnu::always_inline]] inline bool is_exhausted(const uint8_t* codes, const uint32_t* bits)
 {
     if (all_are_full(codes, bits)) return true;
     const bool free_serves = cv_alloc_curr_nr < 0;
@@ -58,13 +58,30 @@ bool is_exhausted(const uint8_t* codes, const uint32_t* bits)
     return true;
 }
 
-// The first zone from `zone` on at which the search has something to decide, or the first of the last few.
-int32_t skip_exhausted(int32_t zone)
+[[gnu::always_inline]] inline int32_t pass_exhausted(int32_t zone)
 {
     while (zone + zones_per_stride <= cv_alloc_zones && is_exhausted(cv_alloc_code + zone, cv_alloc_bits + zone)) {
         zone += zones_per_stride;
     }
     return zone;
+}
+
+#if defined(__x86_64__)
+// The same for processors with loads of 32 bytes, which the library at large does not ask for.
+const bool has_wide_loads = __builtin_cpu_supports("avx2") != 0;
+[[gnu::target("avx2")]] int32_t pass_exhausted_widely(int32_t zone)
+{
+    return pass_exhausted(zone);
+}
+#else
+constexpr bool has_wide_loads = false;
+constexpr auto pass_exhausted_widely = pass_exhausted;
+#endif
+
+// The first zone from `zone` on at which the search has something to decide, or the first of the last few.
+int32_t skip_exhausted(int32_t zone)
+{
+    return has_wide_loads ? pass_exhausted_widely(zone) : pass_exhausted(zone);
 }
 
 }  // namespace
