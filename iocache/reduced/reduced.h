@@ -49,6 +49,10 @@ inline table_entry row_entry(int64_t y)
     return table_entry(cv_ysubtbl[y]);
 }
 
+// The columns of a tile's run that are sampled, counted from its first pixel: the same for all of its rows. All of them
+// must be covered. Client only; valid until the next call.
+std::span<const uint16_t> sampled_columns(const cv_tile_request& tile);
+
 // Pixels of the reduced image that `view` describes.
 inline int64_t reduced_pixels(const cv_geometry& view)
 {

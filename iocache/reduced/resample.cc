@@ -8,7 +8,6 @@
 
 #include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
-#include "iocache/platform/owned.h"
 #include "iocache/reduced/reduced.h"
 
 namespace {
@@ -30,19 +29,8 @@ struct destination {
     int64_t alpha_start;
 };
 
-// The columns of a tile's run that are sampled, counted from its first pixel: the same for all of its rows. `room` holds
-// a whole row of a tile.
-std::span<const int32_t> find_sampled_columns(const cv_tile_request& tile, int32_t* room)
-{
-    size_t found = 0;
-    for (int32_t column = 0; column < tile.run_x; ++column) {
-        if (column_entry(int64_t{tile.x} + column).is_sampled()) room[found++] = column;
-    }
-    return {room, found};
-}
-
 // The sampled pixels of one row of a tile.
-void sample_row(const cv_canvas& record, const cv_tile_request& tile, int32_t row, std::span<const int32_t> columns,
+void sample_row(const cv_canvas& record, const cv_tile_request& tile, int32_t row, std::span<const uint16_t> columns,
                 const destination& to)
 {
     const cv_geometry& view = record.geom;
@@ -54,7 +42,7 @@ void sample_row(const cv_canvas& record, const cv_tile_request& tile, int32_t ro
     const bool is_picture = record.kind == canvas::picture_kind;
     const int64_t source = int64_t{row} * record.tile_width;
     int64_t alpha = pixel * to.alpha_start;
-    for (const int32_t column : columns) {
+    for (const uint16_t column : columns) {
         if (pixel >= end) return;
         if (is_picture) {
             std::memcpy(to.planes.colour + pixel * picture_pixel_bytes,
@@ -68,22 +56,20 @@ void sample_row(const cv_canvas& record, const cv_tile_request& tile, int32_t ro
     }
 }
 
-// Every tile of canvas `number`, with the view of `record`. False when a request failed, and without memory.
+// Every tile of canvas `number`, with the view of `record`. False when a request failed.
 bool sample_tiles(const cv_canvas& record, int32_t number, const destination& to)
 {
     const cv_geometry& view = record.geom;
     const bool have_tables =
         columns_covered().covers(view.x_min, view.x_max) && rows_covered().covers(view.y_min, view.y_max);
     if (!have_tables || to.planes.colour == nullptr) return false;
-    const auto room = platform::allocate<int32_t>(int64_t{record.tile_width} * static_cast<int64_t>(sizeof(int32_t)));
-    if (room == nullptr) return false;
     cache::tile_visit visit(number, view.x_max, view.y_max, false);
     for (int64_t y = view.y_min; y < view.y_max;) {
         int32_t rows = 0;
         for (int64_t x = view.x_min; x < view.x_max;) {
             if (!visit.at(static_cast<int32_t>(x), static_cast<int32_t>(y))) return false;
             rows = visit.request().run_y;
-            const auto columns = find_sampled_columns(visit.request(), room.get());
+            const auto columns = sampled_columns(visit.request());
             for (int32_t row = 0; row < rows; ++row) {
                 if (row_entry(y + row).is_sampled()) sample_row(record, visit.request(), row, columns, to);
             }

@@ -1,7 +1,9 @@
 // The coordinate tables of the reduced image.
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <limits>
 #include <span>
 
 #include "iocache/canvas/canvas.h"
@@ -112,6 +114,17 @@ void iocache::reduced::forget_tables()
     }
     cv_xsubtbl = nullptr;
     cv_ysubtbl = nullptr;
+}
+
+std::span<const uint16_t> iocache::reduced::sampled_columns(const cv_tile_request& tile)
+{
+    constexpr size_t most_columns = size_t{std::numeric_limits<uint16_t>::max()} + 1;  // bounds have 16 bits
+    static std::array<uint16_t, most_columns> columns;
+    size_t found = 0;
+    for (int32_t column = 0; column < tile.run_x; ++column) {
+        if (column_entry(int64_t{tile.x} + column).is_sampled()) columns[found++] = static_cast<uint16_t>(column);
+    }
+    return std::span(columns).first(found);
 }
 
 table_range iocache::reduced::columns_covered()

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 
 #include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
@@ -46,14 +47,39 @@ rectangle part_of_view(const cv_canvas& record, int32_t tile)
             std::min(clip(top + record.tile_height - 1, view.y_min, view.y_max), view.y_max)};
 }
 
-// The tile row that a worker takes next. MP_line is shared; cnt_lock guards it.
-int32_t claim_row()
+// The sampled columns of the tile of this run; written before the workers start.
+std::span<const uint16_t> run_columns;
+
+struct row_range {
+    int32_t first, end;
+};
+
+// Sampled rows that a worker takes at a time: two processors that pass the lock to and fro for each row would take
+// longer than one that samples them all.
+constexpr int32_t sampled_rows_a_claim = 16;
+
+// The rows that a worker takes next; behind the last none, which counts as one. MP_line is shared; cnt_lock guards it.
+row_range claim_rows(const cv_tile_request& tile)
 {
     MP_set_lock(cnt_lock);
-    const int32_t row = MP_line;
-    MP_line = row + 1;
+    const int32_t first = MP_line;
+    int32_t end = first;
+    for (int32_t sampled = 0; end < tile.run_y && sampled < sampled_rows_a_claim; ++end)
+        sampled += row_entry(int64_t{tile.y} + end).is_sampled() ? 1 : 0;
+    MP_line = std::max(end, first + 1);
     MP_unset_lock(cnt_lock);
-    return row;
+    return {first, end};
+}
+
+// Calls sample(row) for the sampled rows of the tile that this worker gets, and meets the others.
+template <class Sample> void sample_claimed_rows(const cv_tile_request& tile, Sample sample)
+{
+    for (row_range rows = claim_rows(tile); rows.first < rows.end; rows = claim_rows(tile)) {
+        for (int32_t row = rows.first; row < rows.end; ++row) {
+            if (row_entry(int64_t{tile.y} + row).is_sampled()) sample(row);
+        }
+    }
+    MP_barrier();
 }
 
 // Where the row's first sampled pixel goes; the whole index is divided by the step, in 32 unsigned bits.
@@ -70,8 +96,8 @@ void sample_picture_row(const cv_canvas& record, const cv_tile_request& tile, in
     const uint8_t* const alpha = tile.alfa_pixel + int64_t{row} * record.tile_width;
     const int64_t end = reduced_pixels(record.geom);
     int64_t to = first_destination(record.geom, tile.x, tile.y + row);
-    for (int32_t column = 0; column < tile.run_x && to < end; ++column) {
-        if (!column_entry(int64_t{tile.x} + column).is_sampled()) continue;
+    for (const uint16_t column : run_columns) {
+        if (to >= end) return;
         std::memcpy(MP_target + to * picture_pixel_bytes, colour + column * picture_pixel_bytes,
                     size_t{picture_pixel_bytes});
         MP_alfa_target[to] = alpha[column];
@@ -84,8 +110,8 @@ void sample_mask_row(const cv_canvas& record, const cv_tile_request& tile, int32
     const uint8_t* const mask = tile.pixel + int64_t{row} * record.tile_width;
     const int64_t end = reduced_pixels(record.geom);
     int64_t to = first_destination(record.geom, tile.x, tile.y + row);
-    for (int32_t column = 0; column < tile.run_x && to < end; ++column) {
-        if (!column_entry(int64_t{tile.x} + column).is_sampled()) continue;
+    for (const uint16_t column : run_columns) {
+        if (to >= end) return;
         MP_target[to] = mask[column];
         ++to;
     }
@@ -95,27 +121,23 @@ void picture_worker(void* /*args*/)
 {
     const cv_tile_request& tile = parg.req[0];
     const cv_canvas& record = *canvastable[MP_trans];
-    for (int32_t row = claim_row(); row < tile.run_y; row = claim_row()) {
+    sample_claimed_rows(tile, [&](int32_t row) {
         const int32_t y = tile.y + row;
-        if (y < record.geom.y_min || y > record.geom.y_max || !row_entry(y).is_sampled()) continue;
-        sample_picture_row(record, tile, row);
-    }
-    MP_barrier();
+        if (y >= record.geom.y_min && y <= record.geom.y_max) sample_picture_row(record, tile, row);
+    });
 }
 
-// Only the table decides which rows count; unlike the picture's worker it does not ask the bounds, as meant.
+// Unlike the picture's worker it does not ask the bounds, as meant.
 void mask_worker(void* /*args*/)
 {
     const cv_tile_request& tile = parg.req[0];
     const cv_canvas& record = *canvastable[MP_trans];
-    for (int32_t row = claim_row(); row < tile.run_y; row = claim_row()) {
-        if (row_entry(int64_t{tile.y} + row).is_sampled()) sample_mask_row(record, tile, row);
-    }
-    MP_barrier();
+    sample_claimed_rows(tile, [&](int32_t row) { sample_mask_row(record, tile, row); });
 }
 
 void run_workers(MP_function worker, int32_t canvas, const reduced_planes& target)
 {
+    run_columns = sampled_columns(parg.req[0]);
     for (int32_t i = 0; i < nr_procs; ++i) {
         MP_def_proc_fun(i, worker);
         MP_def_proc_args(i, &proc_args[i]);

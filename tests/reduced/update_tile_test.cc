@@ -118,6 +118,20 @@ TEST_P(tile_update, leaves_the_request_block_as_it_was)
     EXPECT_EQ(buffer.contents()[0], image.colour(0, 0)[0]);
 }
 
+TEST_P(tile_update, lets_each_worker_claim_one_row_behind_the_last)
+{
+    start();
+    const painting image = sized(1, 3000, 200).with_pattern();
+    const int32_t canvas = painted_canvas(image);
+    guarded_buffer buffer(reduced_model(image).image_bytes());
+    for (const int32_t workers : worker_counts) {
+        SCOPED_TRACE(workers);
+        set_workers(workers);
+        cv_update_virt_subsampled_ptile_buffer(canvas, 1, buffer.data());
+        EXPECT_EQ(MP_line, 200 + nr_procs);
+    }
+}
+
 TEST_P(tile_update, changes_nothing_when_none_of_its_rows_is_sampled)
 {
     start();
