@@ -41,14 +41,19 @@ void end_writing(cv_tile& tile, bool still_dirty)
     if (still_dirty) dirty(tile).store(1, std::memory_order_relaxed);
 }
 
-int32_t mark_file_dirty(cv_canvas& canvas)
+int32_t write_dirty_header(cv_canvas& canvas)
 {
-    canvas::hold_every_slot(canvas);
     {
         const std::lock_guard held(canvas::header_guard);
         canvas.header->dirty = 1;
     }
     return cv_write_header2(canvas.index);
+}
+
+int32_t mark_file_dirty(cv_canvas& canvas)
+{
+    canvas::hold_every_slot(canvas);
+    return write_dirty_header(canvas);
 }
 
 // -255 when table or header cannot be written. The tile then counts as clean with a slot, as meant: its changes reach
@@ -64,9 +69,9 @@ int32_t append_slot(cv_tile& tile)
         tile.file_pos = int64_t{header.tiles_written} * tile.size + header.tiles_offset;
         ++header.tiles_written;
     }
-    canvas::hold_every_slot(canvas);
+    const bool is_long_enough = canvas::hold_every_slot(canvas);
     if (cv_write_tile_table2(tile.id) != 0) return -255;
-    return mark_file_dirty(canvas);
+    return is_long_enough ? write_dirty_header(canvas) : mark_file_dirty(canvas);
 }
 
 int32_t write_back(cv_tile& tile, claim when)

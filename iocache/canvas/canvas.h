@@ -75,10 +75,10 @@ FILE* writable_kept_stream(cv_canvas& record);
 // The canvas's file lies at new_path now: the record takes the name and opens its streams there. 0, or -256 when it
 // cannot, which is fatal.
 int32_t follow_file(cv_canvas& record, const char* new_path);
-// Makes the file long enough for every slot that was handed out; where the platform refuses it stays as it is. Goes
-// before each header that counts them: a file that is shorter than its header says does not open. Cache side, or at
-// close.
-void hold_every_slot(cv_canvas& record);
+// Makes the file long enough for every slot that was handed out; where the platform refuses it stays as it is, and the
+// result is false. Goes before each header that counts them: a file that is shorter than its header says does not open.
+// Cache side, or at close.
+bool hold_every_slot(cv_canvas& record);
 // Takes slots back, in memory and in the file, that the file could not be made long enough for: their tiles were not
 // written. At close, when no tile is in memory any more.
 void give_up_slots_without_room(cv_canvas& record);

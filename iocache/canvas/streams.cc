@@ -29,6 +29,7 @@ constexpr int32_t existed = -30;
 constexpr int32_t created = -31;
 constexpr mode_t canvas_creation_mask = 0111;
 constexpr int32_t log_level = 1;
+constexpr int64_t unknown_length = -1;
 
 // By canvas number; whose a kept-open stream is, his is its lock.
 std::array<platform::file_lock, canvas_slots> locks;
@@ -53,6 +54,15 @@ platform::file_lock& lock_of(const cv_canvas& record)
 int descriptor_of(FILE* stream)
 {
     return stream != nullptr ? fileno(stream) : platform::closed_stream;
+}
+
+// A file's length and nothing else: a system that was asked for the times of a file brings them up to date in its next
+// write, which costs more than the question.
+int64_t length_of(FILE* stream)
+{
+    struct statx now = {};
+    return statx(fileno(stream), "", AT_EMPTY_PATH, STATX_SIZE, &now) == 0 ? static_cast<int64_t>(now.stx_size)
+                                                                           : unknown_length;
 }
 
 platform::lock_answer lock_file(const cv_canvas& record)
@@ -108,25 +118,25 @@ void iocache::canvas::unlock_all_files()
     }
 }
 
-void iocache::canvas::hold_every_slot(cv_canvas& record)
+bool iocache::canvas::hold_every_slot(cv_canvas& record)
 {
     const cv_header& header = *record.header;
-    if (header.tiles_written == 0) return;
+    if (header.tiles_written == 0) return true;
     const int64_t bytes = int64_t{header.tiles_written} * record.tile_bytes + header.tiles_offset;
     FILE* const stream = writable_kept_stream(record);
-    if (stream == nullptr) return;  // the write that follows meets the same trouble and reports it
-    struct stat now = {};
-    if (fstat(fileno(stream), &now) != 0 || now.st_size >= bytes) return;
-    [[maybe_unused]] const int result = ftruncate(fileno(stream), bytes);  // likewise
+    if (stream == nullptr) return false;  // the write that follows meets the same trouble and reports it
+    const int64_t present = length_of(stream);
+    if (present == unknown_length) return false;
+    return present >= bytes || ftruncate(fileno(stream), bytes) == 0;
 }
 
 void iocache::canvas::give_up_slots_without_room(cv_canvas& record)
 {
     cv_header& header = *record.header;
     FILE* const stream = writable_kept_stream(record);
-    struct stat now = {};
-    if (stream == nullptr || fstat(fileno(stream), &now) != 0) return;
-    const int64_t slots = (now.st_size - header.tiles_offset) / record.tile_bytes;
+    const int64_t present = stream != nullptr ? length_of(stream) : unknown_length;
+    if (present == unknown_length) return;
+    const int64_t slots = (present - header.tiles_offset) / record.tile_bytes;
     if (header.tiles_written <= slots) return;
     const std::span entries(record.tile_table, static_cast<size_t>(tile_count(record)));
     std::ranges::replace_if(

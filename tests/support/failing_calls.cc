@@ -167,6 +167,12 @@ IOCACHE_API int fstat(int file, struct stat* result) noexcept
     return fails(sort::other) ? -1 : forward(file, result);
 }
 
+IOCACHE_API int statx(int folder, const char* path, int flags, unsigned wanted, struct statx* result) noexcept
+{
+    static auto* const forward = real<decltype(statx)>("statx");
+    return fails(sort::other) ? -1 : forward(folder, path, flags, wanted, result);
+}
+
 IOCACHE_API int access(const char* path, int how) noexcept
 {
     static auto* const forward = real<decltype(access)>("access");
