@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "iocache/cache/cache.h"
+#include "iocache/cache/clearing.h"
 
 namespace {
 
@@ -58,12 +59,12 @@ private:
 
 ring rung;
 
-bool in_line()
+}  // namespace
+
+bool iocache::cache::in_line()
 {
     return cv_access_process == 1;
 }
-
-}  // namespace
 
 int32_t iocache::cache::post(int32_t opcode, posting how)
 {
@@ -76,7 +77,9 @@ int32_t iocache::cache::post(int32_t opcode, posting how)
     if (!rung.push(opcode, how)) return how == posting::go_on ? 0 : -255;
     usvsema(cv_tile_access_sema);
     if (how == posting::go_on) return 0;
-    return barrier(cv_tile_access_barrier, parties);
+    const int32_t result = barrier(cv_tile_access_barrier, parties);
+    clear_tiles_left();
+    return result;
 }
 
 int32_t iocache::cache::take_posted_opcode()
@@ -97,4 +100,5 @@ void iocache::cache::meet_client()
 void iocache::cache::forget_posted_requests()
 {
     rung.clear();
+    forget_tiles_left();
 }

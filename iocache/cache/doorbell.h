@@ -8,6 +8,9 @@ namespace iocache::cache {
 
 enum class posting { wait, go_on };
 
+// Requests are served in the caller; there is no cache process.
+bool in_line();
+
 // Posts the opcode; the slots of parg are filled. In in-line mode serves it at once. 0, or -255 when there is no cache
 // process, or it ended before it met the client.
 int32_t post(int32_t opcode, posting how);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <mutex>
 
+#include "iocache/cache/clearing.h"
 #include "iocache/cache/tile_entry.h"
 #include "iocache/canvas/canvas.h"
 #include "iocache/setup/setup.h"
@@ -136,6 +137,7 @@ bool iocache::cache::make_room(int32_t bytes, search_for purpose)
         cv_tile* const oldest_locked = oldest();
         if (oldest_locked == nullptr || purpose == search_for::read_ahead) return false;
         setup::report(999010, "All tiles are locked. EXIT as soon as possible");
+        clear_tiles_left();  // it may be one of them
         unlock_by_force(*oldest_locked);
     }
     return false;

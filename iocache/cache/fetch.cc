@@ -1,10 +1,9 @@
 // Bringing a tile into memory: the entry it has already, or a block of tile memory and its bytes from the file.
 // Cache side only.
 
-#include <cstring>
+#include "iocache/cache/fetch.h"
 
 #include "iocache/cache/eviction.h"
-#include "iocache/cache/fetch.h"
 #include "iocache/cache/tile_entry.h"
 #include "iocache/cache/tile_place.h"
 #include "iocache/canvas/canvas.h"
@@ -49,12 +48,12 @@ void discard(cv_tile& tile)
     give_back_entry(tile);
 }
 
-bool load(const cv_canvas& canvas, int64_t index, cv_tile& tile)
+bool load(const cv_canvas& canvas, int64_t index, cv_tile& tile, clearing when)
 {
     const int32_t slot = slot_of_tile(canvas, index);
     if (slot == canvas::never_written) {
         tile.file_pos = 0;
-        if (cv_clear_tile == 1) std::memset(tile.buffer, 0, static_cast<size_t>(tile.size));
+        if (cv_clear_tile == 1) clear_tile(tile, when);
         return true;
     }
     tile.file_pos = int64_t{slot} * tile.size + canvas.header->tiles_offset;
@@ -74,7 +73,7 @@ void publish(const cv_canvas& canvas, int64_t index, cv_tile& tile)
 
 }  // namespace
 
-cv_tile* iocache::cache::fetch(cv_canvas& canvas, int32_t column, int32_t row, search_for purpose)
+cv_tile* iocache::cache::fetch(cv_canvas& canvas, int32_t column, int32_t row, search_for purpose, clearing when)
 {
     if (!in_grid(canvas, column, row) || !zones::serves(canvas.tile_bytes)) return nullptr;
     const int64_t index = int64_t{row} * canvas.tiles_across + column;
@@ -83,7 +82,7 @@ cv_tile* iocache::cache::fetch(cv_canvas& canvas, int32_t column, int32_t row, s
 
     cv_tile* const tile = make_entry(canvas, column, row, purpose);
     if (tile == nullptr) return nullptr;
-    if (!load(canvas, index, *tile)) {
+    if (!load(canvas, index, *tile, when)) {
         discard(*tile);
         return nullptr;
     }

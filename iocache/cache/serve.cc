@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 
+#include "iocache/cache/doorbell.h"
 #include "iocache/cache/fetch.h"
 #include "iocache/cache/lookup.h"
 #include "iocache/cache/opcodes.h"
@@ -74,13 +75,15 @@ handed_out hand_out(cv_tile_request& request, cv_pref_entry& hint)
     const tile_place place = place_of(*record, request.x, request.y);
     if (!may_serve(*record, place)) return handed_out::not_served;
 
-    cv_tile* const tile = cv_get_tile(record, place.column, place.row);
+    cv_tile* const tile = fetch(*record, place.column, place.row, search_for::request,
+                                in_line() ? clearing::at_once : clearing::left_to_client);
     if (disk_is_full()) return handed_out::disk_full;
     if (tile == nullptr) return handed_out::unreadable;
     request.tile = tile;
     lock_tile(*tile);
     if (request.write != 0) {
         if (zoom_still_needs(*record, place.index)) {
+            clear_tiles_left();
             const handed_out saved = save_for_zoom(*record, place, *tile);
             if (saved != handed_out::all) return saved;
         }
