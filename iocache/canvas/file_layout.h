@@ -4,7 +4,7 @@
 // reduced image, tile table, tiles. Each begins where the header says; an empty region takes no room. Numbers stand
 // most significant byte first; pixels, the two opaque blocks and texts are bytes and are never swapped.
 //
-// Depends on nothing but the public header, so that tools can read files without the library's state.
+// Depends on nothing but the public header and what the processor can do, so that tools can read files without the library's state.
 #pragma once
 
 #include <array>
@@ -16,6 +16,8 @@
 #include <utility>
 
 #include <iocache/iocache.h>
+
+#include "iocache/platform/wide_loads.h"
 
 namespace iocache::canvas {
 
@@ -155,7 +157,9 @@ inline void swap_header(std::span<uint8_t, header_bytes> header)
 inline void swap_table(std::span<int32_t> entries)
 {
     if constexpr (std::endian::native == std::endian::big) return;
-    for (int32_t& entry : entries) entry = static_cast<int32_t>(__builtin_bswap32(static_cast<uint32_t>(entry)));
+    platform::with_wide_loads([=]() __attribute__((always_inline)) {
+        for (int32_t& entry : entries) entry = static_cast<int32_t>(__builtin_bswap32(static_cast<uint32_t>(entry)));
+    });
 }
 
 }  // namespace iocache::canvas

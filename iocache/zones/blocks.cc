@@ -3,6 +3,7 @@
 
 #include <span>
 
+#include "iocache/platform/wide_loads.h"
 #include "iocache/zones/watched_memory.h"
 #include "iocache/zones/zones.h"
 
@@ -66,22 +67,10 @@ constexpr int32_t zones_per_stride = 64;
     return zone;
 }
 
-#if defined(__x86_64__)
-// The same for processors with loads of 32 bytes, which the library at large does not ask for.
-const bool has_wide_loads = __builtin_cpu_supports("avx2") != 0;
-[[gnu::target("avx2")]] int32_t pass_exhausted_widely(int32_t zone)
-{
-    return pass_exhausted(zone);
-}
-#else
-constexpr bool has_wide_loads = false;
-constexpr auto pass_exhausted_widely = pass_exhausted;
-#endif
-
 // The first zone from `zone` on at which the search has something to decide, or the first of the last few.
 int32_t skip_exhausted(int32_t zone)
 {
-    return has_wide_loads ? pass_exhausted_widely(zone) : pass_exhausted(zone);
+    return iocache::platform::with_wide_loads([=]() __attribute__((always_inline)) { return pass_exhausted(zone); });
 }
 
 }  // namespace
