@@ -61,7 +61,9 @@ void paint_slot(size_t slot, const wanted_tile& wanted, world& w, int32_t number
 // Two or three slots, or one of the three alone.
 void request_tiles(world& w, const step& one)
 {
-    const int32_t form = one.numbers[2] % 5;
+    int32_t form = one.numbers[2] % 5;
+    // A request for a single slot that meets a full disk is never answered by the cache process.
+    if (form >= 2 && watched_disk::is_full()) form %= 2;
     const bool writes = one.numbers[3] % 2 == 1 && !watched_disk::host_refuses();
     const size_t first = form < 2 ? 0 : static_cast<size_t>(form - 2);
     const size_t last = form < 2 ? static_cast<size_t>(form + 1) : first;
