@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "tests/canvas/canvas_test.h"
-#include "tests/reliability/hostile_cases.h"
+#include "tests/reliability/headers/hostile_cases.h"
 #include "tests/reliability/laboratory.h"
 #include "tests/reliability/oracle.h"
 

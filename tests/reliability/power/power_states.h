@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "tests/reliability/call_log.h"
+#include "tests/reliability/power/call_log.h"
 
 namespace iocache_test {
 

@@ -4,8 +4,8 @@
 
 #include <atomic>
 
-#include "tests/reliability/power_promises.h"
-#include "tests/reliability/power_states.h"
+#include "tests/reliability/power/power_promises.h"
+#include "tests/reliability/power/power_states.h"
 
 namespace iocache_test {
 

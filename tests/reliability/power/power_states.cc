@@ -1,4 +1,4 @@
-#include "tests/reliability/power_states.h"
+#include "tests/reliability/power/power_states.h"
 
 #include <algorithm>
 

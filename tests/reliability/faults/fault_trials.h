@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/reliability/fault_operations.h"
+#include "tests/reliability/faults/fault_operations.h"
 #include "tests/reliability/laboratory.h"
 #include "tests/reliability/oracle.h"
 #include "tests/support/failing_calls.h"

@@ -1,4 +1,4 @@
-#include "tests/reliability/power_judge.h"
+#include "tests/reliability/power/power_judge.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // Each function calls the system's and, when that worked, appends what it did. A call and its line in the log are one
 // step under a lock, so that the log has the order of the file system.
-#include "tests/reliability/call_recorder.h"
+#include "tests/reliability/power/call_recorder.h"
 
 #include <array>
 #include <cerrno>

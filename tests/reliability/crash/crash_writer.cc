@@ -1,5 +1,5 @@
 // Painting at random.
-#include "tests/reliability/crash_writer.h"
+#include "tests/reliability/crash/crash_writer.h"
 
 #include <unistd.h>
 

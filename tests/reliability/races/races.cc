@@ -25,7 +25,7 @@
 
 #include "tests/cache/cache_test.h"
 #include "tests/reliability/laboratory.h"
-#include "tests/reliability/race_hooks.h"
+#include "tests/reliability/races/race_hooks.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include <random>
 #include <string>
 
-#include "tests/reliability/full_disk_workloads.h"
+#include "tests/reliability/full_disk/full_disk_workloads.h"
+#include "tests/reliability/full_disk/small_disk.h"
 #include "tests/reliability/laboratory.h"
 #include "tests/reliability/oracle.h"
-#include "tests/reliability/small_disk.h"
 #include "tests/support/file_reader.h"
 
 namespace iocache_test {

@@ -1,4 +1,4 @@
-#include "tests/reliability/full_disk_workloads.h"
+#include "tests/reliability/full_disk/full_disk_workloads.h"
 
 #include <filesystem>
 

@@ -1,4 +1,4 @@
-#include "tests/reliability/call_log.h"
+#include "tests/reliability/power/call_log.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,10 +1,10 @@
-#include "tests/reliability/power_workloads.h"
+#include "tests/reliability/power/power_workloads.h"
 
 #include <cstring>
 
 #include <unistd.h>
 
-#include "tests/reliability/call_recorder.h"
+#include "tests/reliability/power/call_recorder.h"
 #include "tests/support/block_writer.h"
 #include "tests/support/file_reader.h"
 #include "tools/old/conversion.h"

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/reliability/call_recorder.h"
+#include "tests/reliability/power/call_recorder.h"
 #include "tests/support/file_reader.h"
 
 namespace iocache_test {

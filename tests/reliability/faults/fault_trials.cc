@@ -1,4 +1,4 @@
-#include "tests/reliability/fault_trials.h"
+#include "tests/reliability/faults/fault_trials.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tests/reliability/full_disk_experiment.h"
+#include "tests/reliability/full_disk/full_disk_experiment.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "tests/reliability/power_promises.h"
+#include "tests/reliability/power/power_promises.h"
 
 #include <algorithm>
 #include <cstring>

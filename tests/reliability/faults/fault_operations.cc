@@ -1,4 +1,4 @@
-#include "tests/reliability/fault_operations.h"
+#include "tests/reliability/faults/fault_operations.h"
 
 #include "tests/canvas/canvas_test.h"
 

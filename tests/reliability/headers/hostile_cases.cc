@@ -1,4 +1,4 @@
-#include "tests/reliability/hostile_cases.h"
+#include "tests/reliability/headers/hostile_cases.h"
 
 #include <limits>
 

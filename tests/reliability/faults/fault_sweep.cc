@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <random>
 
-#include "tests/reliability/fault_trials.h"
+#include "tests/reliability/faults/fault_trials.h"
 
 namespace {
 

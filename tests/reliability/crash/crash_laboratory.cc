@@ -9,7 +9,7 @@
 #include <random>
 #include <thread>
 
-#include "tests/reliability/crash_writer.h"
+#include "tests/reliability/crash/crash_writer.h"
 #include "tests/reliability/laboratory.h"
 #include "tools/failure.h"
 #include "tools/reader/small_images.h"

@@ -1,4 +1,4 @@
-#include "tests/reliability/race_hooks.h"
+#include "tests/reliability/races/race_hooks.h"
 
 #include <atomic>
 #include <cstdio>

@@ -7,7 +7,7 @@
 #include <deque>
 #include <random>
 
-#include "tests/reliability/full_disk_experiment.h"
+#include "tests/reliability/full_disk/full_disk_experiment.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <array>
 
-#include "tests/reliability/call_log.h"
-#include "tests/reliability/power_workloads.h"
+#include "tests/reliability/power/call_log.h"
+#include "tests/reliability/power/power_workloads.h"
 
 namespace iocache_test {
 

@@ -10,7 +10,7 @@
 
 #include "tests/reliability/laboratory.h"
 #include "tests/reliability/oracle.h"
-#include "tests/reliability/power_judge.h"
+#include "tests/reliability/power/power_judge.h"
 
 namespace {
 
