@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -49,6 +50,17 @@ inline laboratory_options parse_options(int argc, char** argv)
         }
     }
     return options;
+}
+
+// A program of the laboratory: run(options) is its exit code; what it throws is told, and fails.
+inline int run_laboratory(int argc, char** argv, int (*run)(const laboratory_options&))
+{
+    try {
+        return run(parse_options(argc, argv));
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "%s\n", problem.what());
+        return 1;
+    }
 }
 
 class stopwatch {

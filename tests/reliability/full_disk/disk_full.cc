@@ -57,24 +57,23 @@ int run(const laboratory_options& options, const small_disk& disk, const laborat
     return all.troubles == 0 ? 0 : 1;
 }
 
+int run_on_small_disk(const laboratory_options& options)
+{
+    const laboratory_folder folder;
+    const std::string place = folder.file("disk");
+    std::filesystem::create_directory(place);
+    try {
+        const small_disk disk(place, disk_mebibytes);
+        return run(options, disk, folder);
+    } catch (const no_small_disk& problem) {
+        std::printf("%s\n", problem.what());
+        return no_disk;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    try {
-        const laboratory_options options = parse_options(argc, argv);
-        const laboratory_folder folder;
-        const std::string place = folder.file("disk");
-        std::filesystem::create_directory(place);
-        try {
-            const small_disk disk(place, disk_mebibytes);
-            return run(options, disk, folder);
-        } catch (const no_small_disk& problem) {
-            std::printf("%s\n", problem.what());
-            return no_disk;
-        }
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "%s\n", problem.what());
-        return 1;
-    }
+    return run_laboratory(argc, argv, run_on_small_disk);
 }

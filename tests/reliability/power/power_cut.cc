@@ -212,10 +212,5 @@ int run(const laboratory_options& options)
 
 int main(int argc, char** argv)
 {
-    try {
-        return run(parse_options(argc, argv));
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "%s\n", problem.what());
-        return 1;
-    }
+    return run_laboratory(argc, argv, run);
 }
