@@ -1,48 +1,30 @@
 // A disk that is really full: a small file system in memory, and a program of the user's that makes room on it.
-#include <cerrno>
 #include <filesystem>
-
-#include <sys/mount.h>
+#include <optional>
 
 #include "tests/cache/cache_test.h"
+#include "tests/support/small_disk.h"
 
 namespace {
 
 using namespace iocache_test;
 
 constexpr size_t mebibyte = 1'048'576;
-
-// A mounted file system of a few MiB, gone at the end of the scope.
-class small_disk {
-public:
-    explicit small_disk(size_t mebibytes)
-    {
-        const std::string size = "size=" + std::to_string(mebibytes) + "M";
-        problem_ = mount("tmpfs", folder_.path().c_str(), "tmpfs", 0, size.c_str()) == 0 ? 0 : errno;
-    }
-    ~small_disk()
-    {
-        if (problem_ == 0) umount2(folder_.path().c_str(), MNT_DETACH);
-    }
-    small_disk(const small_disk&) = delete;
-    small_disk& operator=(const small_disk&) = delete;
-
-    int problem() const { return problem_; }
-    std::string path(const std::string& name) const { return folder_.path() + "/" + name; }
-
-private:
-    temporary_folder folder_;
-    int problem_ = 0;
-};
+constexpr int disk_mebibytes = 5;
 
 class full_disk : public cache_test {
 protected:
     void SetUp() override
     {
-        if (disk.problem() != 0) GTEST_SKIP() << "cannot mount: " << strerror(disk.problem());
+        std::filesystem::create_directory(path("disk"));
+        try {
+            disk.emplace(path("disk"), disk_mebibytes);
+        } catch (const no_small_disk& problem) {
+            GTEST_SKIP() << problem.what();
+        }
         start_with_zones(2);
-        write_whole_file(disk.path("ballast"), bytes(3 * mebibyte, 1));
-        picture = canvas_new(disk.path("picture").c_str(), 1, 0, 0, 2559, 255, 0, 0);
+        write_whole_file(disk->file("ballast"), bytes(3 * mebibyte, 1));
+        picture = canvas_new(disk->file("picture").c_str(), 1, 0, 0, 2559, 255, 0, 0);
         ASSERT_GE(picture, 0) << host().last_message();
         ASSERT_EQ(cv_mark_canvas_save(picture), 0);
     }
@@ -57,20 +39,20 @@ protected:
     }
     static uint8_t value_of(int32_t column) { return static_cast<uint8_t>(0x10 + column); }
 
-    small_disk disk{5};
+    std::optional<small_disk> disk;
     int32_t picture = -1;
 };
 
 TEST_P(full_disk, requests_go_on_once_the_user_has_made_room)
 {
-    make_room_with("/bin/rm " + disk.path("ballast"));
+    make_room_with("/bin/rm " + disk->file("ballast"));
     for (int32_t column = 0; column < 10; ++column) write_tile(picture, column, 0, value_of(column));
-    EXPECT_FALSE(std::filesystem::exists(disk.path("ballast"))) << "the disk was never full";
+    EXPECT_FALSE(std::filesystem::exists(disk->file("ballast"))) << "the disk was never full";
     EXPECT_EQ(cv_disk_full, 0);
     for (int32_t column = 0; column < 10; ++column)
         EXPECT_EQ(shown(picture, column), tile_of(picture, value_of(column))) << column;
     ASSERT_EQ(canvas_close(picture), 0);
-    const canvas_file stored(disk.path("picture"));
+    const canvas_file stored(disk->file("picture"));
     EXPECT_EQ(stored.dirty(), 0);
     for (int32_t column = 0; column < 10; ++column)
         EXPECT_EQ(stored.tile(column, 0), bytes(327'680, value_of(column))) << column;
@@ -80,14 +62,14 @@ TEST_P(full_disk, flushing_goes_on_once_the_user_has_made_room)
 {
     start({.cache_bytes = 16 * picture_tile_bytes});
     cv_prewrite_allowed = 1;
-    picture = canvas_old(disk.path("picture").c_str());
+    picture = canvas_old(disk->file("picture").c_str());
     ASSERT_GE(picture, 0) << host().last_message();
-    make_room_with("/bin/rm " + disk.path("ballast"));
+    make_room_with("/bin/rm " + disk->file("ballast"));
     for (int32_t column = 0; column < 10; ++column) write_tile(picture, column, 0, value_of(column));
-    EXPECT_TRUE(std::filesystem::exists(disk.path("ballast")));
+    EXPECT_TRUE(std::filesystem::exists(disk->file("ballast")));
     EXPECT_EQ(cv_flush_tiles(picture), 0);
-    EXPECT_FALSE(std::filesystem::exists(disk.path("ballast")));
-    const canvas_file stored(disk.path("picture"));
+    EXPECT_FALSE(std::filesystem::exists(disk->file("ballast")));
+    const canvas_file stored(disk->file("picture"));
     for (int32_t column = 0; column < 10; ++column)
         EXPECT_EQ(stored.tile(column, 0), bytes(327'680, value_of(column))) << column;
 }
@@ -106,7 +88,7 @@ TEST_P(full_disk, request_fails_when_the_user_makes_none)
     EXPECT_EQ(parg.req[0].tile, nullptr);
     EXPECT_EQ(request_tile(picture, column, 0, true), -255) << "until there is room";
 
-    make_room_with("/bin/rm " + disk.path("ballast"));
+    make_room_with("/bin/rm " + disk->file("ballast"));
     for (int32_t i = 0; i < column; ++i)
         EXPECT_EQ(shown(picture, i), tile_of(picture, value_of(i))) << "nothing that was stored is lost: " << i;
 }
@@ -121,10 +103,10 @@ TEST_P(full_disk, file_cut_off_by_it_opens_again)
         result = cv_storeline(picture, colour.data(), alpha.data(), y, 0, 2559);
     EXPECT_EQ(result, -255);
     EXPECT_EQ(canvas_close(picture), 0);
-    EXPECT_EQ(canvas_file(disk.path("picture")).dirty(), 1) << "not everything reached the file";
-    std::filesystem::remove(disk.path("ballast"));
+    EXPECT_EQ(canvas_file(disk->file("picture")).dirty(), 1) << "not everything reached the file";
+    std::filesystem::remove(disk->file("ballast"));
     std::atomic_ref(cv_disk_full).store(0);
-    EXPECT_GE(canvas_old(disk.path("picture").c_str()), 0) << host().last_message();
+    EXPECT_GE(canvas_old(disk->file("picture").c_str()), 0) << host().last_message();
 }
 
 INSTANTIATE_TEST_SUITE_P(, full_disk, both_modes(), mode_name);

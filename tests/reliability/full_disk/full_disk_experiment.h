@@ -9,10 +9,10 @@
 #include <string>
 
 #include "tests/reliability/full_disk/full_disk_workloads.h"
-#include "tests/reliability/full_disk/small_disk.h"
 #include "tests/reliability/laboratory.h"
 #include "tests/reliability/oracle.h"
 #include "tests/support/file_reader.h"
+#include "tests/support/small_disk.h"
 
 namespace iocache_test {
 

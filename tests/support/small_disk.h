@@ -1,6 +1,6 @@
 // A real file system in memory that is as full as one likes.
-#ifndef IOCACHE_TESTS_RELIABILITY_SMALL_DISK_H
-#define IOCACHE_TESTS_RELIABILITY_SMALL_DISK_H
+#ifndef IOCACHE_TESTS_SUPPORT_SMALL_DISK_H
+#define IOCACHE_TESTS_SUPPORT_SMALL_DISK_H
 
 #include <algorithm>
 #include <cerrno>
