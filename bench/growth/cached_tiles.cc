@@ -158,7 +158,8 @@ growth grow_cached_tiles(const growth_options& wanted)
     found.remarks.emplace_back(
         "The cache is full at every size. Its tiles were never written and their memory is not "
         "touched, so 75,008 of them (23 GiB) do not need a machine of that size. At random, the records of many "
-        "tiles no longer fit the processor's caches; the bare look shows what that costs.");
+        "tiles no longer fit the processor's caches; the bare look shows what that costs. A search reads the books "
+        "of all zones each time, because a host may have written into them.");
     // Multiples of 16 tiles are whole MiB.
     const std::vector<int32_t> sizes =
         wanted.quick ? std::vector<int32_t>{64, 256} : std::vector<int32_t>{64, 256, 1024, 4096, 16'384, 75'008};

@@ -56,6 +56,9 @@ std::vector<series> measure_at(const growth_options& wanted, int32_t workers)
 growth grow_workers(const growth_options& wanted)
 {
     growth found{"workers", "workers", {}, {}};
+    found.remarks.emplace_back(
+        "Bringing one tile into the reduced image is so little work that starting a second worker and meeting it again "
+        "takes longer than what it saves; the host decides how many there are.");
     for (const int32_t workers : {1, 2})
         found.points.push_back({static_cast<double>(workers), in_child([&] { return measure_at(wanted, workers); })});
     return found;

@@ -8,6 +8,7 @@ from goals import GOALS, GROWTH_MAY_CHANGE, PEERS, PROCESS_COMPARED, WITHOUT_BOU
 from results import Results, Series
 
 MODES = ("in-line", "process")
+LEVERS = Path(__file__).with_name("levers.md")  # what was tried by hand
 
 
 def number(value: float) -> str:
@@ -180,6 +181,7 @@ def page(results: Results, plots: bool) -> str:
         if plots:
             text += [f"![Costs of an access over {one['what']}](pictures/growth-{one['name']}.svg)", ""]
         text += [*growth_table(one), ""]
+    text += [LEVERS.read_text()]
     text += ["To measure: `scripts/bench`, with `--peers` for the peers as well, on a machine that has nothing else to do.", ""]
     return "\n".join(text)
 
