@@ -4,7 +4,8 @@
 // reduced image, tile table, tiles. Each begins where the header says; an empty region takes no room. Numbers stand
 // most significant byte first; pixels, the two opaque blocks and texts are bytes and are never swapped.
 //
-// Depends on nothing but the public header and what the processor can do, so that tools can read files without the library's state.
+// Depends on nothing but the public header and what the processor can do, so that tools can read files without the
+// library's state.
 #pragma once
 
 #include <array>
