@@ -8,6 +8,7 @@
 
 #include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
+#include "iocache/canvas/open_checks.h"
 #include "iocache/setup/setup.h"
 
 namespace {
@@ -68,6 +69,7 @@ void write_clean_header(cv_canvas& record)
     if (access(record.file_name, W_OK) != 0) return;
     hold_every_slot(record);
     give_up_slots_without_room(record);
+    if (take_cut_off_append(record)) cv_write_tile_table(record.index);
     synchronise_tiles(record);
     {
         const std::lock_guard held(header_guard);

@@ -2,12 +2,21 @@
 
 #include <sys/stat.h>
 
-#include <atomic>
-#include <limits>
+#include <array>
 #include <span>
+#include <utility>
 
 #include "iocache/canvas/open_checks.h"
 #include "iocache/setup/setup.h"
+
+namespace {
+
+using namespace iocache::canvas;
+
+// By canvas number: the file's tile table has an entry that a cut off append left, and no impossible one beside.
+std::array<bool, canvas_slots> has_cut_off_append{};
+
+}  // namespace
 
 bool iocache::canvas::sizes_are_sane(const cv_header& header)
 {
@@ -47,13 +56,22 @@ bool iocache::canvas::first_entries_are_slots(const cv_canvas& record)
 void iocache::canvas::forget_impossible_entries(cv_canvas& record)
 {
     const int32_t slots = record.header->tiles_written;
+    bool is_cut_off = false;
+    bool is_damaged = false;
     int64_t tile = 0;
     for (int32_t& entry : std::span(record.tile_table, static_cast<size_t>(tile_count(record)))) {
         if (entry < never_written || entry >= slots) {
             setup::print("Canvas %d %s : tile %lld has no valid slot and is taken as never written\n", record.index,
                          record.base_name, static_cast<long long>(tile));
+            (entry == slots ? is_cut_off : is_damaged) = true;
             entry = never_written;
         }
         ++tile;
     }
+    has_cut_off_append[static_cast<size_t>(record.index)] = is_cut_off && !is_damaged;
+}
+
+bool iocache::canvas::take_cut_off_append(const cv_canvas& record)
+{
+    return std::exchange(has_cut_off_append[static_cast<size_t>(record.index)], false);
 }

@@ -1,4 +1,6 @@
 // The questions that opening asks of a file. None changes the file.
+//
+// What opening found wrong and does without is put right when the canvas is closed.
 #pragma once
 
 #include "iocache/canvas/canvas.h"
@@ -15,5 +17,8 @@ bool file_holds_its_tiles(const cv_canvas& record);
 bool first_entries_are_slots(const cv_canvas& record);
 // Takes every other entry that names no slot as never written, in memory, and says so: none ever reaches a seek.
 void forget_impossible_entries(cv_canvas& record);
+// Whether all of them named the next slot, as an append leaves it that was cut off between table and header: then the
+// file may forget them, too. Anything else is damage, and not to be covered up. Client only; the next answer is no.
+bool take_cut_off_append(const cv_canvas& record);
 
 }  // namespace iocache::canvas

@@ -264,6 +264,31 @@ TEST_P(open_canvas, takes_a_slot_that_does_not_exist_for_a_tile_never_written)
     EXPECT_EQ(file.contents(), read_whole_file(path("c"))) << "in memory alone";
 }
 
+TEST_P(open_canvas, forgets_an_append_that_was_cut_off_in_the_file_too_once_it_is_closed)
+{
+    edited_file file(file_with_tiles({0, 0, 0, 1023, 255, 0, 0}, 2));
+    file.put_slot(3, 2).save();  // the next slot, named and not counted
+    cv_printf = write_down;
+    opened();
+    ASSERT_EQ(canvas_close(0), 0);
+    const canvas_file closed(path("c"));
+    EXPECT_EQ(closed.slot(0, 0), 0);
+    EXPECT_EQ(closed.slot(1, 0), 1);
+    EXPECT_EQ(closed.slot(3, 0), -1);
+    EXPECT_EQ(closed.dirty(), 0);
+}
+
+TEST_P(open_canvas, leaves_a_damaged_table_to_whoever_repairs_it)
+{
+    edited_file file(file_with_tiles({0, 0, 0, 1023, 255, 0, 0}, 2));
+    file.put_slot(2, INT32_MAX).put_slot(3, 2).save();
+    cv_printf = write_down;
+    opened();
+    ASSERT_EQ(canvas_close(0), 0);
+    EXPECT_EQ(canvas_file(path("c")).slot(2, 0), INT32_MAX);
+    EXPECT_EQ(canvas_file(path("c")).slot(3, 0), 2);
+}
+
 TEST_P(open_canvas, of_a_clean_file_keeps_its_icon)
 {
     edited_file file(file_with_tiles({0, 0, 0, 255, 255, 0, 0}));
