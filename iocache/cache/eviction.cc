@@ -8,6 +8,7 @@
 
 #include "iocache/cache/clearing.h"
 #include "iocache/cache/tile_entry.h"
+#include "iocache/cache/write_back.h"
 #include "iocache/canvas/canvas.h"
 #include "iocache/setup/setup.h"
 #include "iocache/zones/zones.h"
@@ -41,7 +42,9 @@ cv_tile* next_victim(cv_tile* tile)
 {
     const tile_access_guard held;
     while (tile != nullptr && locked(*tile).load(std::memory_order_acquire) == 1) tile = tile->next;
-    if (tile != nullptr) unhook_with_lock(*tile, held);
+    if (tile == nullptr) return nullptr;
+    if (tile->canvas != nullptr && dirty(*tile).load(std::memory_order_relaxed) == 1) send_on_its_way(*tile);
+    unhook_with_lock(*tile, held);
     return tile;
 }
 

@@ -6,17 +6,25 @@
 
 #include "iocache/cache/tile_entry.h"
 #include "iocache/cache/tile_place.h"
+#include "iocache/cache/write_back.h"
 
 namespace {
 
 using namespace iocache;
 using namespace iocache::cache;
 
+bool is_changed_in_memory(const cv_canvas& record, int64_t index)
+{
+    cv_tile* const tile = cached_tile(record, index);
+    if (tile == nullptr || dirty(*tile).load(std::memory_order_acquire) != 1) return false;
+    return cached_tile(record, index) == tile;  // or the entry may be another tile's by now
+}
+
+// The cache process may write the tile meanwhile, or give it up to read ahead. In this order no step of it is missed.
 bool holds_data(const cv_canvas& record, int64_t index)
 {
-    if (slot_of_tile(record, index) != canvas::never_written) return true;
-    cv_tile* const tile = cached_tile(record, index);
-    return tile != nullptr && dirty(*tile).load(std::memory_order_relaxed) == 1;
+    return is_changed_in_memory(record, index) || is_on_its_way(record, index) ||
+           slot_of_tile(record, index) != canvas::never_written;
 }
 
 int32_t rest_of(int32_t first, int32_t last)

@@ -4,6 +4,7 @@
 
 #include "iocache/cache/tile_entry.h"
 #include "iocache/cache/tile_place.h"
+#include "iocache/cache/write_back.h"
 
 namespace {
 
@@ -80,7 +81,10 @@ lookup iocache::cache::find_pixel(cv_tile_request& request)
         const tile_access_guard held;
         cv_tile* const tile = cached_tile(*record, place.index);
         request.tile = tile;
-        if (tile == nullptr) return slot_of_tile(*record, place.index) < 0 ? lookup::never_written : lookup::miss;
+        if (tile == nullptr) {
+            const bool holds_data = is_on_its_way(*record, place.index) || slot_of_tile(*record, place.index) >= 0;
+            return holds_data ? lookup::miss : lookup::never_written;
+        }
         locked(*tile).store(1, std::memory_order_relaxed);
     }
     const int32_t run_x = request.run_x;

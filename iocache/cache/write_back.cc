@@ -20,6 +20,17 @@ using namespace iocache::cache;
 
 std::atomic<int64_t> changes_not_written{0};
 
+// The tile that send_on_its_way was told of: its canvas's number above its index; or none. One at a time: tiles are
+// written one after the other.
+constexpr int64_t no_tile = -1;
+std::atomic<int64_t> on_its_way = no_tile;
+
+int64_t place_number(const cv_canvas& canvas, int64_t index)
+{
+    constexpr int index_bits = 32;
+    return (int64_t{canvas.index} << index_bits) | index;
+}
+
 enum class claim { always, unless_locked };
 
 // Clean before the write, so that a change made meanwhile makes it dirty again. False when there is nothing to write.
@@ -29,13 +40,15 @@ bool claim_for_writing(cv_tile& tile, claim when)
     const tile_access_guard held;
     if (tile.canvas == nullptr) return false;
     if (when == claim::unless_locked && locked(tile).load(std::memory_order_acquire) != 0) return false;
-    dirty(tile).store(0, std::memory_order_relaxed);
+    send_on_its_way(tile);
+    dirty(tile).store(0, std::memory_order_release);
     entry_of(tile).writing = true;
     return true;
 }
 
 void end_writing(cv_tile& tile, bool still_dirty)
 {
+    forget_tile_on_its_way();
     const tile_access_guard held;
     entry_of(tile).writing = false;
     if (still_dirty) dirty(tile).store(1, std::memory_order_relaxed);
@@ -96,6 +109,21 @@ int32_t write_back(cv_tile& tile, claim when)
 int32_t cv_write_dirty_tile(cv_tile* tile)
 {
     return write_back(*tile, claim::always);
+}
+
+void iocache::cache::send_on_its_way(const cv_tile& tile)
+{
+    on_its_way.store(place_number(*tile.canvas, index_of(*tile.canvas, tile)), std::memory_order_release);
+}
+
+bool iocache::cache::is_on_its_way(const cv_canvas& canvas, int64_t index)
+{
+    return on_its_way.load(std::memory_order_acquire) == place_number(canvas, index);
+}
+
+void iocache::cache::forget_tile_on_its_way()
+{
+    on_its_way.store(no_tile, std::memory_order_release);
 }
 
 int64_t iocache::cache::tiles_left_unwritten()

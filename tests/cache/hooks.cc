@@ -20,6 +20,7 @@ std::atomic<bool> gate_closed;
 std::atomic<int> quiet_looks = -1;
 std::atomic<int> pause_at_lock;
 std::atomic<int> pause_at_idle_lock;
+std::atomic<int> pause_behind_lock;
 std::atomic<bool> paused;
 std::atomic<bool> go_on;
 
@@ -34,6 +35,7 @@ void reset::clear()
     quiet_looks = -1;
     pause_at_lock = 0;
     pause_at_idle_lock = 0;
+    pause_behind_lock = 0;
     paused = false;
     go_on = false;
 }
@@ -59,6 +61,13 @@ void wait_until(const std::atomic<bool>& flag, bool value)
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (flag != value && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::microseconds(50));
+}
+
+void pause_at_last(std::atomic<int>& steps)
+{
+    if (!is_cache_process || steps <= 0 || --steps != 0) return;
+    hooks::paused = true;
+    wait_until(hooks::go_on, true);
 }
 
 }  // namespace
@@ -105,11 +114,15 @@ void _lock(cv_lock* lock)
 {
     static auto* const forward = real<decltype(_lock)>("_lock");
     // Not inside another lock, which a client may need meanwhile.
-    if (is_cache_process && lock == cv_tile_access_lock && hooks::pause_at_lock > 0 && --hooks::pause_at_lock == 0) {
-        hooks::paused = true;
-        wait_until(hooks::go_on, true);
-    }
+    if (lock == cv_tile_access_lock) pause_at_last(hooks::pause_at_lock);
     forward(lock);
+}
+
+void _ulock(cv_lock* lock)
+{
+    static auto* const forward = real<decltype(_ulock)>("_ulock");
+    forward(lock);
+    if (lock == cv_tile_access_lock) pause_at_last(hooks::pause_behind_lock);
 }
 
 int32_t barrier(cv_barrier* meeting, int32_t parties)

@@ -31,7 +31,9 @@ extern std::atomic<int> quiet_looks;
 // When above 0: the cache process pauses before it takes cv_tile_access_lock for the n-th time, and says so in
 // `paused`, until `go_on` is set.
 extern std::atomic<int> pause_at_lock;
-// The same, counted from the moment at which it meets its client: its idle work.
+// The same behind the n-th release of that lock.
+extern std::atomic<int> pause_behind_lock;
+// As the first, counted from the moment at which it meets its client: its idle work.
 extern std::atomic<int> pause_at_idle_lock;
 extern std::atomic<bool> paused;
 extern std::atomic<bool> go_on;
