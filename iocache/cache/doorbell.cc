@@ -5,7 +5,6 @@
 
 #include "iocache/cache/cache.h"
 #include "iocache/cache/clearing.h"
-#include "iocache/cache/write_back.h"
 
 namespace {
 
@@ -102,5 +101,4 @@ void iocache::cache::forget_posted_requests()
 {
     rung.clear();
     forget_tiles_left();
-    forget_tile_on_its_way();
 }

@@ -7,6 +7,7 @@
 
 #include "iocache/cache/eviction.h"
 #include "iocache/cache/tile_entry.h"
+#include "iocache/cache/write_back.h"
 
 namespace {
 
@@ -91,4 +92,5 @@ void iocache::cache::forget_all_tiles()
     if (newest_chunk == nullptr) grow();
     for (cv_pref_entry& hint : std::span(cv_pref)) hint = {};
     forget_stranded_tiles();
+    forget_tile_on_its_way();
 }

@@ -1,6 +1,6 @@
 // How a thread of this library waits for another: it spins for a short bounded time, because an answer from another
 // processor mostly comes sooner than the system could put a thread to sleep and wake it, and sleeps only then.
-// For the files of this folder, the tile entries and the workers of the reference host.
+// For the files of this folder and of the cache, the columns, and the workers of the reference host.
 #ifndef IOCACHE_PLATFORM_WAITING_H
 #define IOCACHE_PLATFORM_WAITING_H
 
