@@ -65,6 +65,16 @@ int64_t length_of(FILE* stream)
                                                                            : unknown_length;
 }
 
+// A slot that is missing gets its blocks along with its length: in one piece they cost less than what its write would
+// pay for each page without them. Where the file system cannot, or has no room, the length alone must do, and so it must
+// for more than a slot, which only a header that counts too many asks for.
+bool make_longer(const cv_canvas& record, int64_t from, int64_t to)
+{
+    const int file = fileno(record.fp2);
+    if (to - from <= record.tile_bytes && fallocate(file, 0, from, to - from) == 0) return true;
+    return ftruncate(file, to) == 0;
+}
+
 platform::lock_answer lock_file(const cv_canvas& record)
 {
     const int descriptor = descriptor_of(record.fp2);
@@ -127,7 +137,7 @@ bool iocache::canvas::hold_every_slot(cv_canvas& record)
     if (stream == nullptr) return false;  // the write that follows meets the same trouble and reports it
     const int64_t present = length_of(stream);
     if (present == unknown_length) return false;
-    return present >= bytes || ftruncate(fileno(stream), bytes) == 0;
+    return present >= bytes || make_longer(record, present, bytes);
 }
 
 void iocache::canvas::give_up_slots_without_room(cv_canvas& record)

@@ -134,6 +134,13 @@ IOCACHE_API int ftruncate(int file, off_t bytes) noexcept
     return forward(file, bytes);
 }
 
+IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
+{
+    static auto* const forward = real<decltype(fallocate)>("fallocate");
+    count();
+    return forward(file, mode, offset, bytes);
+}
+
 IOCACHE_API int fsync(int file)
 {
     static auto* const forward = real<decltype(fsync)>("fsync");

@@ -131,6 +131,12 @@ IOCACHE_API int ftruncate(int file, off_t bytes) noexcept
     return fails(sort::other) ? -1 : forward(file, bytes);
 }
 
+IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
+{
+    static auto* const forward = real<decltype(fallocate)>("fallocate");
+    return fails(sort::other) ? -1 : forward(file, mode, offset, bytes);
+}
+
 IOCACHE_API int fdatasync(int file)
 {
     static auto* const forward = real<decltype(fdatasync)>("fdatasync");
