@@ -5,9 +5,8 @@
 #include <cstdio>
 #include <thread>
 
-#include <dlfcn.h>
-
 #include "iocache/platform/platform.h"
+#include "tests/support/real_function.h"
 
 namespace iocache_test::hooks {
 
@@ -44,16 +43,12 @@ void reset::clear()
 
 namespace {
 
+using iocache_test::real;
+
 namespace hooks = iocache_test::hooks;
 
 // The thread that waits for rings is the cache process.
 thread_local bool is_cache_process = false;
-
-// The function of this name that would be called without this program's own one.
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 // No test pauses longer than this, so that one that went wrong ends.
 void wait_until(const std::atomic<bool>& flag, bool value)

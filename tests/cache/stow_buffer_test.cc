@@ -1,9 +1,8 @@
 // No memory for what the other program would overwrite: that is fatal, and nothing is run.
 #include <cstdlib>
 
-#include <dlfcn.h>
-
 #include "tests/cache/cache_test.h"
+#include "tests/support/real_function.h"
 
 namespace {
 
@@ -21,7 +20,7 @@ extern "C" void* platform_allocate(int64_t wanted)
         ++refusals;
         return nullptr;
     }
-    static auto* const forward = reinterpret_cast<decltype(platform_allocate)*>(dlsym(RTLD_NEXT, "platform_allocate"));
+    static auto* const forward = iocache_test::real<decltype(platform_allocate)>("platform_allocate");
     return forward(wanted);
 }
 

@@ -1,8 +1,7 @@
 #include "tests/canvas/replaced_services.h"
 
-#include <dlfcn.h>
-
 #include "iocache/platform/platform.h"
+#include "tests/support/real_function.h"
 
 namespace iocache_test::services {
 
@@ -13,12 +12,6 @@ std::optional<std::time_t> clock;
 namespace {
 
 thread_local bool is_counting = false;
-
-// The function of this name that would be called without this program's own one.
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 }  // namespace
 
@@ -39,12 +32,13 @@ void stop_counting()
 }  // namespace iocache_test::services
 
 namespace services = iocache_test::services;
+using iocache_test::real;
 
 extern "C" {
 
 void* platform_allocate(int64_t bytes)
 {
-    static auto* const forward = services::real<decltype(platform_allocate)>("platform_allocate");
+    static auto* const forward = real<decltype(platform_allocate)>("platform_allocate");
     if (services::is_counting) {
         services::allocations.push_back(bytes);
         if (static_cast<int>(services::allocations.size()) == services::failing_allocation) return nullptr;
@@ -54,7 +48,7 @@ void* platform_allocate(int64_t bytes)
 
 [[gnu::visibility("default")]] std::time_t time(std::time_t* result) noexcept
 {
-    static auto* const forward = services::real<std::time_t(std::time_t*)>("time");
+    static auto* const forward = real<std::time_t(std::time_t*)>("time");
     const std::time_t now = services::clock ? *services::clock : forward(nullptr);
     if (result != nullptr) *result = now;
     return now;

@@ -1,13 +1,12 @@
 // Steps of the conversion that fail only when the machine does: memory that is not there, a block that cannot be read.
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <vector>
 
 #include "tests/convert/convert_test.h"
 #include "tests/files/replaced_calls.h"
 #include "tests/support/block_writer.h"
+#include "tests/support/real_function.h"
 
 namespace {
 
@@ -23,14 +22,14 @@ size_t failing_written_bytes = 0;
 // Visible, so that the library finds it before the system's own.
 extern "C" IOCACHE_API size_t fread(void* target, size_t size, size_t count, FILE* stream)
 {
-    static auto* const forward = reinterpret_cast<decltype(fread)*>(dlsym(RTLD_NEXT, "fread"));
+    static auto* const forward = iocache_test::real<decltype(fread)>("fread");
     if (reads_until_failure >= 0 && size * count == failing_bytes && reads_until_failure-- == 0) return 0;
     return forward(target, size, count, stream);
 }
 
 extern "C" IOCACHE_API size_t fwrite(const void* data, size_t size, size_t count, FILE* stream)
 {
-    static auto* const forward = reinterpret_cast<decltype(fwrite)*>(dlsym(RTLD_NEXT, "fwrite"));
+    static auto* const forward = iocache_test::real<decltype(fwrite)>("fwrite");
     const bool is_counted = writes_until_failure >= 0 && size * count == failing_written_bytes;
     if (is_counted && writes_until_failure-- == 0) return 0;
     return forward(data, size, count, stream);

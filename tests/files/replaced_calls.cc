@@ -3,11 +3,11 @@
 #include <cerrno>
 #include <cstdio>
 
-#include <dlfcn.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include "iocache/platform/platform.h"
+#include "tests/support/real_function.h"
 
 namespace iocache_test::replaced_calls {
 
@@ -34,13 +34,9 @@ void reset::clear()
 
 namespace {
 
-namespace replaced_calls = iocache_test::replaced_calls;
+using iocache_test::real;
 
-// The function of this name that would be called without this program's own one.
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+namespace replaced_calls = iocache_test::replaced_calls;
 
 }  // namespace
 

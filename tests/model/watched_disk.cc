@@ -7,13 +7,13 @@
 #include <csignal>
 #include <span>
 
-#include <dlfcn.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <iocache/iocache.h>
 
 #include "iocache/platform/platform.h"
+#include "tests/support/real_function.h"
 
 namespace {
 
@@ -27,11 +27,6 @@ std::atomic<int32_t> writes_left{0};  // until the process dies; 0: it does not
 std::atomic<bool> dies_before{false};
 std::atomic<bool> full{false};
 std::atomic<bool> refuses{false};
-
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 void limit_files(rlim_t most_bytes)
 {
@@ -107,7 +102,7 @@ extern "C" {
 // A client may change a tile in memory while it is written: what is in the file is known only when it did not.
 IOCACHE_API int32_t cv_write_tile(cv_tile* tile)
 {
-    static auto* const forward = real<decltype(cv_write_tile)>("cv_write_tile");
+    static auto* const forward = iocache_test::real<decltype(cv_write_tile)>("cv_write_tile");
     oracle::tile* const note = note_of(*tile);
     if (note == nullptr) return forward(tile);
     const bool dies = writes_left > 0 && --writes_left == 0;

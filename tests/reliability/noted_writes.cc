@@ -1,8 +1,8 @@
 #include "tests/reliability/noted_writes.h"
 
-#include <dlfcn.h>
-
 #include <iocache/iocache.h>
+
+#include "tests/support/real_function.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ void iocache_test::note_writes_in(oracle* notes)
 extern "C" IOCACHE_API int32_t cv_write_tile(cv_tile* tile)
 {
     using namespace iocache_test;
-    static auto* const forward = reinterpret_cast<decltype(cv_write_tile)*>(dlsym(RTLD_NEXT, "cv_write_tile"));
+    static auto* const forward = iocache_test::real<decltype(cv_write_tile)>("cv_write_tile");
     if (noted == nullptr) return forward(tile);
     oracle::tile& note = noted->tiles.at(number_of(*tile));
     const uint64_t content = content_number({tile->buffer, static_cast<size_t>(tile->size)});

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include <dlfcn.h>
+#include "tests/support/real_function.h"
 
 using iocache_test::the_platform;
 
@@ -32,11 +32,7 @@ void iocache_test::failing_platform::clear()
 
 namespace {
 
-// The library's own service of the same name and type.
-template <class Function> Function* own(Function* /*stand_in*/, const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using iocache_test::real;
 
 bool fails(const std::string& object)
 {
@@ -71,44 +67,44 @@ cv_arena* usinit(const char* file)
 {
     the_platform().arena_descriptor = cv_tile_access_fdes_sema;
     if (fails("arena")) return nullptr;
-    return made(own(usinit, "usinit")(file), "arena");
+    return made(real<decltype(usinit)>("usinit")(file), "arena");
 }
 
 cv_semaphore* usnewsema(cv_arena* arena, int32_t count)
 {
     if (fails("semaphore")) return nullptr;
-    return made(own(usnewsema, "usnewsema")(arena, count), "semaphore");
+    return made(real<decltype(usnewsema)>("usnewsema")(arena, count), "semaphore");
 }
 
 void usfreesema(cv_semaphore* semaphore, cv_arena* arena)
 {
     freed(semaphore);
-    own(usfreesema, "usfreesema")(semaphore, arena);
+    real<decltype(usfreesema)>("usfreesema")(semaphore, arena);
 }
 
 cv_lock* _nlock(cv_arena* arena)
 {
     const std::string name = "lock " + std::to_string(++the_platform().locks_made);
     if (fails(name)) return nullptr;
-    return made(own(_nlock, "_nlock")(arena), name);
+    return made(real<decltype(_nlock)>("_nlock")(arena), name);
 }
 
 void _freelock(cv_lock* lock, cv_arena* arena)
 {
     freed(lock);
-    own(_freelock, "_freelock")(lock, arena);
+    real<decltype(_freelock)>("_freelock")(lock, arena);
 }
 
 cv_barrier* new_barrier(cv_arena* arena)
 {
     if (fails("barrier")) return nullptr;
-    return made(own(new_barrier, "new_barrier")(arena), "barrier");
+    return made(real<decltype(new_barrier)>("new_barrier")(arena), "barrier");
 }
 
 void free_barrier(cv_barrier* barrier)
 {
     freed(barrier);
-    own(free_barrier, "free_barrier")(barrier);
+    real<decltype(free_barrier)>("free_barrier")(barrier);
 }
 
 int32_t sproc(void (*entry)(void*), uint32_t share_flags, void* argument)
@@ -118,20 +114,20 @@ int32_t sproc(void (*entry)(void*), uint32_t share_flags, void* argument)
     the_platform().argument = argument;
     if (fails("process")) return -1;
     the_platform().add("made process");
-    return own(sproc, "sproc")(run_cache_process, share_flags, argument);
+    return real<decltype(sproc)>("sproc")(run_cache_process, share_flags, argument);
 }
 
 int32_t setinvent()
 {
     the_platform().inventory_position = 0;
-    if (!the_platform().inventory) return own(setinvent, "setinvent")();
+    if (!the_platform().inventory) return real<decltype(setinvent)>("setinvent")();
     the_platform().add("opened inventory");
     return 0;
 }
 
 cv_inventory* getinvent()
 {
-    if (!the_platform().inventory) return own(getinvent, "getinvent")();
+    if (!the_platform().inventory) return real<decltype(getinvent)>("getinvent")();
     std::vector<cv_inventory>& records = *the_platform().inventory;
     const size_t position = the_platform().inventory_position++;
     if (position == records.size()) the_platform().add("came to the end of the inventory");
@@ -140,7 +136,7 @@ cv_inventory* getinvent()
 
 void endinvent()
 {
-    if (!the_platform().inventory) return own(endinvent, "endinvent")();
+    if (!the_platform().inventory) return real<decltype(endinvent)>("endinvent")();
     the_platform().add("closed inventory");
 }
 

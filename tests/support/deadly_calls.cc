@@ -1,6 +1,5 @@
 #include "tests/support/deadly_calls.h"
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,7 +11,11 @@
 
 #include <iocache/iocache.h>
 
+#include "tests/support/real_function.h"
+
 namespace {
+
+using iocache_test::real;
 
 std::atomic<int> last_call{0};  // 0: nothing is counted
 std::atomic<int> calls{0};
@@ -22,12 +25,6 @@ const bool taken_from_environment = [] {
     if (const char* const number = std::getenv("IOCACHE_TEST_DIE_AT")) iocache_test::die_at(std::atoi(number));
     return true;
 }();
-
-// The function of this name that would be called without this one.
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 bool is_last()
 {

@@ -1,6 +1,5 @@
 #include "tests/support/failing_calls.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,10 +11,12 @@
 #include <cstdlib>
 
 #include "iocache/platform/platform.h"
+#include "tests/support/real_function.h"
 
 namespace {
 
 using namespace iocache_test::failing_calls;
+using iocache_test::real;
 
 // Interrupted calls are repeated; nothing is interrupted for ever.
 constexpr int most_interruptions = 200;
@@ -24,12 +25,6 @@ std::atomic<bool> is_armed{false};
 std::atomic<int> calls{0};
 std::atomic<int> failures{0};
 fault now;  // set while nothing is armed
-
-// The function of this name that would be called without this program's own one.
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 enum class sort { transfer, other };
 

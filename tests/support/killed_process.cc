@@ -4,10 +4,11 @@
 #include <csignal>
 #include <cstdio>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/support/real_function.h"
 
 namespace iocache_test::killing {
 
@@ -42,11 +43,10 @@ bool was_killed(int status)
 
 namespace {
 
-using fwrite_function = size_t (*)(const void*, size_t, size_t, FILE*);
-fwrite_function real_fwrite()
+auto* real_fwrite()
 {
-    static const auto real = reinterpret_cast<fwrite_function>(dlsym(RTLD_NEXT, "fwrite"));
-    return real;
+    static auto* const forward = real<decltype(std::fwrite)>("fwrite");
+    return forward;
 }
 
 }  // namespace

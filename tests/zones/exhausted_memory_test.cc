@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
-#include <dlfcn.h>
-
 #include "iocache/platform/platform.h"
 #include "tests/support/library.h"
+#include "tests/support/real_function.h"
 #include "tests/zones/zone_map.h"
 
 using namespace iocache_test;
@@ -21,22 +20,17 @@ bool region_fails = false;
 int books_until_failure = never;  // the first book made is 0
 int regions_given_back = 0;       // since the last failure
 
-template <class Function> Function* library_own(Function* /*of_this_type*/, const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 extern "C" void* platform_map_region(int64_t bytes)
 {
-    return region_fails ? nullptr : library_own(platform_map_region, "platform_map_region")(bytes);
+    return region_fails ? nullptr : real<decltype(platform_map_region)>("platform_map_region")(bytes);
 }
 
 extern "C" void platform_unmap_region(void* region, int64_t bytes)
 {
     ++regions_given_back;
-    library_own(platform_unmap_region, "platform_unmap_region")(region, bytes);
+    real<decltype(platform_unmap_region)>("platform_unmap_region")(region, bytes);
 }
 
 extern "C" void* platform_allocate(int64_t bytes)
@@ -45,7 +39,7 @@ extern "C" void* platform_allocate(int64_t bytes)
         regions_given_back = 0;
         return nullptr;
     }
-    return library_own(platform_allocate, "platform_allocate")(bytes);
+    return real<decltype(platform_allocate)>("platform_allocate")(bytes);
 }
 
 namespace {

@@ -10,7 +10,6 @@
 #include <mutex>
 #include <vector>
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -19,17 +18,15 @@
 
 #include <iocache/iocache.h>
 
+#include "tests/support/real_function.h"
+
 namespace {
 
 using namespace iocache_test::recorder;
+using iocache_test::real;
 
 std::mutex guard;
 int log_file = -1;  // under guard; -1: nothing is written down
-
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 void append(entry one, const std::string& path, const std::string& to, const void* data, size_t data_bytes)
 {

@@ -4,9 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include <dlfcn.h>
-
 #include "iocache/platform/platform.h"
+#include "tests/support/real_function.h"
 
 namespace iocache_test::race_hooks {
 
@@ -17,6 +16,7 @@ std::function<void(uint64_t first, uint64_t last)> on_tile_written;
 namespace {
 
 using namespace iocache_test::race_hooks;
+using iocache_test::real;
 
 constexpr size_t tile_bytes = 65'536;
 
@@ -35,12 +35,6 @@ std::atomic<bool> stops_at_transfer{false};
 std::atomic<int64_t> ring_that_releases{0};
 std::atomic<bool> stopped{false};
 std::atomic<bool> released{false};
-
-// The function of this name that would be called without this program's own one.
-template <class Function> Function* real(const char* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 void stop_here()
 {
