@@ -5,12 +5,15 @@
 #include <cstdio>
 #include <thread>
 
+#include <fcntl.h>
+
 #include "iocache/platform/platform.h"
 #include "tests/support/real_function.h"
 
 namespace iocache_test::hooks {
 
 std::function<bool(int64_t position, size_t bytes)> on_write;
+std::function<int(int64_t offset, int64_t bytes)> on_blocks;
 std::function<int32_t(const char* name)> on_program;
 std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
 std::atomic<int> rings;
@@ -26,6 +29,7 @@ std::atomic<bool> go_on;
 void reset::clear()
 {
     on_write = nullptr;
+    on_blocks = nullptr;
     on_program = nullptr;
     on_statfs = nullptr;
     rings = 0;
@@ -77,6 +81,15 @@ size_t fwrite(const void* data, size_t size, size_t count, FILE* stream)
         return 0;
     }
     return forward(data, size, count, stream);
+}
+
+IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
+{
+    static auto* const forward = real<decltype(fallocate)>("fallocate");
+    const int error = hooks::on_blocks ? hooks::on_blocks(offset, bytes) : 0;
+    if (error == 0) return forward(file, mode, offset, bytes);
+    errno = error;
+    return -1;
 }
 
 int32_t usvsema(cv_semaphore* semaphore)

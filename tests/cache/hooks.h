@@ -14,6 +14,8 @@ namespace iocache_test::hooks {
 
 // Before each write to a stream, with its position and its size; true makes the write fail.
 extern std::function<bool(int64_t position, size_t bytes)> on_write;
+// Before a file is given blocks; 0 lets that happen, anything else is the error that it fails with.
+extern std::function<int(int64_t offset, int64_t bytes)> on_blocks;
 // In place of the program that makes room on a full disk; -1 without.
 extern std::function<int32_t(const char* name)> on_program;
 // In place of statfs, when set.
