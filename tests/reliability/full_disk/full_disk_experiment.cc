@@ -100,11 +100,12 @@ void full_disk_experiment::prepare()
     outcome_->notes.forget();
     outcome_->asked = 0;
     outcome_->trouble[0] = '\0';
-    if (before_.empty()) {
+    if (before_.empty() && elsewhere_.empty()) {
         const child_end end = with_library([&] { workload_.prepare(work_); });
         if (end.exit_code != 0) throw std::runtime_error(std::string(workload_.name) + " cannot be prepared");
     } else {
-        write_whole_file(work_.canvas, before_);
+        if (!before_.empty()) write_whole_file(work_.canvas, before_);
+        if (!elsewhere_.empty()) write_whole_file(work_.elsewhere, elsewhere_);
         for (size_t i = 0; i < prepared_.size(); ++i) outcome_->notes.tiles[i].written = prepared_[i];
     }
 }
@@ -120,6 +121,7 @@ void full_disk_experiment::make_reference()
     prepare();
     for (size_t i = 0; i < prepared_.size(); ++i) prepared_[i] = outcome_->notes.tiles[i].written;
     if (exists(work_.canvas)) before_ = read_whole_file(work_.canvas);
+    if (exists(work_.elsewhere)) elsewhere_ = read_whole_file(work_.elsewhere);
     if (run().exit_code != 0 || !outcome_->is_done || outcome_->asked != 0)
         throw std::runtime_error(std::string(workload_.name) + " does not come to its end");
     reference_ = read_whole_file(work_.canvas);
@@ -203,8 +205,7 @@ void full_disk_experiment::look_at_rest()
 // It was not moved, and must be whole.
 void full_disk_experiment::look_at_source()
 {
-    if (without_dates(read_whole_file(work_.elsewhere)) != without_dates(reference_))
-        outcome_->note("the file that was to be moved has changed");
+    if (read_whole_file(work_.elsewhere) != elsewhere_) outcome_->note("the file that was to be moved has changed");
 }
 
 void full_disk_experiment::open_and_look()

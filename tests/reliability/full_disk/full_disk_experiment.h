@@ -68,6 +68,7 @@ private:
     const small_disk& disk_;
     full_disk_work work_;
     bytes before_;     // the file at the beginning
+    bytes elsewhere_;  // the same, of one that lies on another disk
     bytes reference_;  // at the end, with room
     std::array<uint64_t, full_tile_count> prepared_{};
     shared_object<full_disk_outcome> outcome_;
