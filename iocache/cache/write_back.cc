@@ -82,7 +82,7 @@ int32_t append_slot(cv_tile& tile)
         tile.file_pos = int64_t{header.tiles_written} * tile.size + header.tiles_offset;
         ++header.tiles_written;
     }
-    const bool is_long_enough = canvas::hold_every_slot(canvas);
+    const bool is_long_enough = canvas::hold_new_slot(canvas);
     if (cv_write_tile_table2(tile.id) != 0) return -255;
     return is_long_enough ? write_dirty_header(canvas) : mark_file_dirty(canvas);
 }

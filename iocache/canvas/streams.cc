@@ -65,14 +65,20 @@ int64_t length_of(FILE* stream)
                                                                            : unknown_length;
 }
 
-// A slot that is missing gets its blocks along with its length: in one piece they cost less than what its write would
-// pay for each page without them. Where the file system cannot, or has no room, the length alone must do, and so it must
-// for more than a slot, which only a header that counts too many asks for.
-bool make_longer(const cv_canvas& record, int64_t from, int64_t to)
+int64_t end_of_slots(const cv_canvas& record)
 {
-    const int file = fileno(record.fp2);
-    if (to - from <= record.tile_bytes && fallocate(file, 0, from, to - from) == 0) return true;
-    return ftruncate(file, to) == 0;
+    return int64_t{record.header->tiles_written} * record.tile_bytes + record.header->tiles_offset;
+}
+
+// The blocks of a slot cost less in one piece than what its write would pay for each page without them; where the file
+// system cannot give them, or has no room, the write is left to find out. The length comes with a last byte, because
+// some file systems (XFS) write out a file before they change its length by itself. Nothing else writes there meanwhile.
+bool append_zeros(FILE* stream, int64_t from, int64_t to)
+{
+    const int file = fileno(stream);
+    static_cast<void>(fallocate(file, FALLOC_FL_KEEP_SIZE, from, to - from));
+    const uint8_t last = 0;
+    return pwrite(file, &last, sizeof last, to - 1) == sizeof last;
 }
 
 platform::lock_answer lock_file(const cv_canvas& record)
@@ -130,14 +136,21 @@ void iocache::canvas::unlock_all_files()
 
 bool iocache::canvas::hold_every_slot(cv_canvas& record)
 {
-    const cv_header& header = *record.header;
-    if (header.tiles_written == 0) return true;
-    const int64_t bytes = int64_t{header.tiles_written} * record.tile_bytes + header.tiles_offset;
+    if (record.header->tiles_written == 0) return true;
     FILE* const stream = writable_kept_stream(record);
     if (stream == nullptr) return false;  // the write that follows meets the same trouble and reports it
     const int64_t present = length_of(stream);
     if (present == unknown_length) return false;
-    return present >= bytes || make_longer(record, present, bytes);
+    return present >= end_of_slots(record) || ftruncate(fileno(stream), end_of_slots(record)) == 0;
+}
+
+bool iocache::canvas::hold_new_slot(cv_canvas& record)
+{
+    FILE* const stream = writable_kept_stream(record);
+    const int64_t end = end_of_slots(record);
+    const int64_t start = end - record.tile_bytes;
+    if (stream != nullptr && length_of(stream) == start && append_zeros(stream, start, end)) return true;
+    return hold_every_slot(record);
 }
 
 void iocache::canvas::give_up_slots_without_room(cv_canvas& record)

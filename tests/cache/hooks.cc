@@ -14,6 +14,7 @@ namespace iocache_test::hooks {
 
 std::function<bool(int64_t position, size_t bytes)> on_write;
 std::function<int(int64_t offset, int64_t bytes)> on_blocks;
+std::function<int(int64_t offset, size_t bytes)> on_placed_write;
 std::function<int32_t(const char* name)> on_program;
 std::function<int32_t(const char* path, int64_t& block_size, int64_t& free_blocks)> on_statfs;
 std::atomic<int> rings;
@@ -30,6 +31,7 @@ void reset::clear()
 {
     on_write = nullptr;
     on_blocks = nullptr;
+    on_placed_write = nullptr;
     on_program = nullptr;
     on_statfs = nullptr;
     rings = 0;
@@ -88,6 +90,15 @@ IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
     static auto* const forward = real<decltype(fallocate)>("fallocate");
     const int error = hooks::on_blocks ? hooks::on_blocks(offset, bytes) : 0;
     if (error == 0) return forward(file, mode, offset, bytes);
+    errno = error;
+    return -1;
+}
+
+IOCACHE_API ssize_t pwrite(int file, const void* data, size_t bytes, off_t offset)
+{
+    static auto* const forward = real<decltype(pwrite)>("pwrite");
+    const int error = hooks::on_placed_write ? hooks::on_placed_write(offset, bytes) : 0;
+    if (error == 0) return forward(file, data, bytes, offset);
     errno = error;
     return -1;
 }

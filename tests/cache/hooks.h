@@ -16,6 +16,8 @@ namespace iocache_test::hooks {
 extern std::function<bool(int64_t position, size_t bytes)> on_write;
 // Before a file is given blocks; 0 lets that happen, anything else is the error that it fails with.
 extern std::function<int(int64_t offset, int64_t bytes)> on_blocks;
+// The same before a write at a place of its own, past the stream.
+extern std::function<int(int64_t offset, size_t bytes)> on_placed_write;
 // In place of the program that makes room on a full disk; -1 without.
 extern std::function<int32_t(const char* name)> on_program;
 // In place of statfs, when set.

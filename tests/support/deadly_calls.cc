@@ -131,6 +131,13 @@ IOCACHE_API int ftruncate(int file, off_t bytes) noexcept
     return forward(file, bytes);
 }
 
+IOCACHE_API ssize_t pwrite(int file, const void* data, size_t bytes, off_t offset)
+{
+    static auto* const forward = real<decltype(pwrite)>("pwrite");
+    count();
+    return forward(file, data, bytes, offset);
+}
+
 IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
 {
     static auto* const forward = real<decltype(fallocate)>("fallocate");

@@ -126,6 +126,13 @@ IOCACHE_API int ftruncate(int file, off_t bytes) noexcept
     return fails(sort::other) ? -1 : forward(file, bytes);
 }
 
+IOCACHE_API ssize_t pwrite(int file, const void* data, size_t bytes, off_t offset)
+{
+    static auto* const forward = real<decltype(pwrite)>("pwrite");
+    if (!fails(sort::transfer)) return forward(file, data, bytes, offset);
+    return now.is_short ? forward(file, data, bytes / 2, offset) : -1;
+}
+
 IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
 {
     static auto* const forward = real<decltype(fallocate)>("fallocate");

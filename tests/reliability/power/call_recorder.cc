@@ -195,14 +195,6 @@ IOCACHE_API int ftruncate(int file, off_t bytes) noexcept
                  [&](int) { append_file(action::length, file, "", bytes, nullptr, 0); });
 }
 
-// What a file is given at its end may be lost like any other length: blocks without bytes read as zeros, as a hole does.
-IOCACHE_API int fallocate(int file, int mode, off_t offset, off_t bytes)
-{
-    static auto* const forward = real<decltype(fallocate)>("fallocate");
-    return noted([&] { return forward(file, mode, offset, bytes); },
-                 [&](int) { append_file(action::length, file, "", offset + bytes, nullptr, 0); });
-}
-
 IOCACHE_API int fsync(int file)
 {
     static auto* const forward = real<decltype(fsync)>("fsync");
