@@ -170,6 +170,9 @@ void iocache::canvas::give_up_slots_without_room(cv_canvas& record)
     }
     cv_write_tile_table2(record.index);
     cv_write_header2(record.index);
+    // What a failed write left must not show in the next tile that gets the slot.
+    if (present > end_of_slots(record) && ftruncate(fileno(stream), end_of_slots(record)) != 0)
+        cv_log_string(log_level, (std::string("Remains of unwritten tiles stay in ") + record.file_name).c_str());
 }
 
 bool iocache::canvas::synchronise(cv_canvas& record)

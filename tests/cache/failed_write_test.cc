@@ -70,6 +70,18 @@ TEST_P(failed_write, of_the_table_without_room_for_the_slot_leaves_a_file_that_o
     EXPECT_GE(canvas_old(path("picture").c_str()), 0) << host().last_message();
 }
 
+// A slot that is handed out again must show zeros until its new tile is there.
+TEST_P(failed_write, of_half_a_tile_leaves_nothing_of_it_in_a_closed_file)
+{
+    {
+        const file_size_limit half(static_cast<size_t>(tiles_start + picture_tile_bytes / 2));
+        EXPECT_EQ(canvas_close(picture), 0);
+    }
+    EXPECT_EQ(file("picture").tiles_written(), 0);
+    EXPECT_EQ(file("picture").slot(1, 0), -1);
+    EXPECT_EQ(file("picture").contents().size(), static_cast<size_t>(tiles_start));
+}
+
 TEST_P(failed_write, of_the_header_leaves_the_tile_clean_with_its_slot)
 {
     fail_writes_at(0);
