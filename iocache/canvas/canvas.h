@@ -79,10 +79,11 @@ int32_t follow_file(cv_canvas& record, const char* new_path);
 // result is false. Goes before each header that counts them: a file that is shorter than its header says does not open.
 // Cache side, or at close.
 bool hold_every_slot(cv_canvas& record);
-// The same for the slot that was handed out just now and is written next, by whoever calls; faster. Cache side.
+// The same, with the same result, for a slot that the caller has just handed out, the last one, and writes next; faster.
+// Cache side.
 bool hold_new_slot(cv_canvas& record);
-// Takes slots back, in memory and in the file, that the file could not be made long enough for: their tiles were not
-// written. At close, when no tile is in memory any more.
+// Takes slots back, in memory and in the file, that the file could not be made long enough for, with what failed writes
+// left in them: their tiles were not written. At close, when no tile is in memory any more.
 void give_up_slots_without_room(cv_canvas& record);
 // Quick end of the library: open files stay open, but no longer count as used.
 void unlock_all_files();
