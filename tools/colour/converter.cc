@@ -72,7 +72,7 @@ converter::converter(const image_description& source, canvas_kind kind, const co
 void converter::convert(std::span<const std::uint8_t> source, std::size_t pixels, std::span<std::uint8_t> colour,
                         std::span<std::uint8_t> alpha) const
 {
-    transform_.apply(source.data(), colour.data(), pixels);
+    transform_.apply(source, colour, pixels);
     if (!alpha.empty()) convert_alpha(source, alpha.first(pixels));
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 
+#include "tools/colour/in_pieces.h"
 #include "tools/failure.h"
 #include "tools/file.h"
 
@@ -13,6 +14,9 @@ namespace {
 
 // Larger than any profile in use; what is larger is not one.
 constexpr std::size_t largest_profile = std::size_t{64} << 20;
+
+// What a thread converts at a time: long beside the start of a thread, short beside a block of an image.
+constexpr std::size_t piece_pixels = 32768;
 
 cmsColorSpaceSignature signature_of(colour_model model)
 {
@@ -59,6 +63,11 @@ std::vector<std::uint8_t> read_whole(const std::string& path)
 cmsHPROFILE open_bytes(const std::vector<std::uint8_t>& bytes)
 {
     return bytes.empty() ? nullptr : cmsOpenProfileFromMem(bytes.data(), static_cast<cmsUInt32Number>(bytes.size()));
+}
+
+std::size_t pixel_bytes(std::uint32_t format)
+{
+    return std::size_t{T_BYTES(format)} * (T_CHANNELS(format) + T_EXTRA(format));
 }
 
 cmsUInt32Number number_of(rendering_intent intent)
@@ -115,7 +124,10 @@ colour_profile colour_profile::grey()
     return {cmsCreateGrayProfile(cmsD50_xyY(), curve.get()), {}};
 }
 
-colour_transform::colour_transform(cmsHTRANSFORM handle) : handle_(handle)
+colour_transform::colour_transform(cmsHTRANSFORM handle, std::uint32_t source_format, std::uint32_t target_format)
+    : handle_(handle),
+      source_bytes_(pixel_bytes(source_format)),
+      target_bytes_(pixel_bytes(target_format))
 {
     if (handle == nullptr) {
         throw failure(exit_code::unsupported, "the colours cannot be converted with these profiles");
@@ -126,18 +138,24 @@ colour_transform::colour_transform(const colour_profile& source, std::uint32_t s
                                    const colour_profile& target, std::uint32_t target_format, rendering_intent intent)
     : colour_transform(cmsCreateTransform(source.handle(), source_format, target.handle(), target_format,
                                           number_of(intent),
-                                          intent == rendering_intent::relative ? cmsFLAGS_BLACKPOINTCOMPENSATION : 0))
+                                          intent == rendering_intent::relative ? cmsFLAGS_BLACKPOINTCOMPENSATION : 0),
+                       source_format, target_format)
 {}
 
 colour_transform colour_transform::layout_only(std::uint32_t source_format, std::uint32_t target_format)
 {
-    return colour_transform(
-        cmsCreateTransform(nullptr, source_format, nullptr, target_format, INTENT_PERCEPTUAL, cmsFLAGS_NULLTRANSFORM));
+    return {
+        cmsCreateTransform(nullptr, source_format, nullptr, target_format, INTENT_PERCEPTUAL, cmsFLAGS_NULLTRANSFORM),
+        source_format, target_format};
 }
 
-void colour_transform::apply(const void* source, void* target, std::size_t pixels) const
+void colour_transform::apply(std::span<const std::uint8_t> source, std::span<std::uint8_t> target,
+                             std::size_t pixels) const
 {
-    cmsDoTransform(handle_.get(), source, target, static_cast<cmsUInt32Number>(pixels));
+    in_pieces(pixels, piece_pixels, [&](std::size_t first, std::size_t count) {
+        cmsDoTransform(handle_.get(), source.subspan(first * source_bytes_).data(),
+                       target.subspan(first * target_bytes_).data(), static_cast<cmsUInt32Number>(count));
+    });
 }
 
 }  // namespace iocache::tools

@@ -51,15 +51,18 @@ public:
     // Changes the layout of pixels and leaves their colours alone.
     [[nodiscard]] static colour_transform layout_only(std::uint32_t source_format, std::uint32_t target_format);
 
-    void apply(const void* source, void* target, std::size_t pixels) const;
+    // Converts so many pixels, with the help of all processors. `target` is elsewhere than `source`.
+    void apply(std::span<const std::uint8_t> source, std::span<std::uint8_t> target, std::size_t pixels) const;
 
 private:
     struct deleter {
         void operator()(void* transform) const { cmsDeleteTransform(transform); }
     };
     std::unique_ptr<void, deleter> handle_;
+    std::size_t source_bytes_;  // a pixel
+    std::size_t target_bytes_;
 
-    explicit colour_transform(cmsHTRANSFORM handle);
+    colour_transform(cmsHTRANSFORM handle, std::uint32_t source_format, std::uint32_t target_format);
 };
 
 }  // namespace iocache::tools

@@ -130,6 +130,7 @@ private:
     sink_description image_;
     progress bar_;
     canvas_block block_;
+    std::vector<std::uint8_t> shown_;
     std::vector<std::uint8_t> pixels_;
 
     [[nodiscard]] bool is_picture() const { return canvas_.kind() == canvas_kind::picture; }
@@ -142,12 +143,13 @@ private:
         bar_.advance(static_cast<std::int64_t>(place.pixels()));
     }
 
-    // Three bytes never need more room than four: the colours are converted where they are.
+    // The block's colours become those of the screen.
     void show(const colour_transform& proof)
     {
         const std::size_t pixels = block_.place.pixels();
-        proof.apply(block_.colour.data(), block_.colour.data(), pixels);
-        block_.colour.resize(pixels * static_cast<std::size_t>(colour_samples(colour_model::rgb)));
+        shown_.resize(pixels * static_cast<std::size_t>(colour_samples(colour_model::rgb)));
+        proof.apply(block_.colour, shown_, pixels);
+        block_.colour.swap(shown_);
     }
 };
 

@@ -65,7 +65,7 @@ public:
     {
         if (kind_ == canvas_kind::mask) return sink_->write_rows(block.colour);
         rgb_.resize(block.place.pixels() * rgb_bytes);
-        proof_.apply(block.colour.data(), rgb_.data(), block.place.pixels());
+        proof_.apply(block.colour, rgb_, block.place.pixels());
         if (keep_alpha_) {
             with_alpha(block);
             return sink_->write_rows(rgba_);
