@@ -48,7 +48,8 @@ struct store {
     std::mutex mutex;
     named_values set_by_program;
     named_values from_file;
-    bool file_was_read = false;
+    bool file_was_read = false;  // or is being read
+    bool program_chose_file = false;
     named_values handed_out;  // what config_get's callers point into
 };
 
@@ -125,7 +126,8 @@ void have_file_read()
     // Nobody need have a file, but one that was asked for by name should be there.
     if (!values && std::getenv("IOCACHE_CONFIG")) wrt_err(("Configuration : cannot read " + path).c_str());
     const std::lock_guard guard{all.mutex};
-    if (values) all.from_file = std::move(*values);
+    // A program may have had a file of its own read meanwhile, when it was told of a bad line for one: that one counts.
+    if (values && !all.program_chose_file) all.from_file = std::move(*values);
 }
 
 // The value kept under this name, and in the environment also under the option's other name. Called with the mutex.
@@ -217,5 +219,6 @@ int32_t iocache_host_read_configuration(const char* path)
     const std::lock_guard guard{all.mutex};
     all.from_file = std::move(*values);
     all.file_was_read = true;
+    all.program_chose_file = true;
     return 0;
 }

@@ -126,7 +126,7 @@ typedef struct cv_header {
     int32_t subsampled_bytes;  /**< 0x358 */
     int32_t tile_table_bytes;  /**< 0x35C */
     int32_t tile_bytes;        /**< 0x360 bytes of one slot; not rounded */
-    int32_t tiles_written;     /**< 0x364 slots handed out so far; never falls */
+    int32_t tiles_written;     /**< 0x364 slots handed out so far; falls when closing takes some back */
     int32_t dirty;             /**< 0x368 1 from the first tile write until a clean close */
     int32_t magic;             /**< 0x36C 414141 */
     int32_t version_filetype;  /**< 0x370 32; 1 marks the older layout */
@@ -275,8 +275,8 @@ extern IOCACHE_API int32_t cv_max_lres_hor;                   /**< width of the 
 extern IOCACHE_API int32_t cv_max_lres_vert;                  /**< height of the low-resolution frame, pixels */
 extern IOCACHE_API int32_t tile_offset_alfa;                  /**< offset of the alpha plane in a picture tile, bytes */
 extern IOCACHE_API int32_t cv_access_process;          /**< 1 requests run in the caller, 0 in the cache process */
-extern IOCACHE_API int32_t cv_prefetch_allowed;        /**< reads backwards, as meant: not 0 forbids prefetch */
-extern IOCACHE_API int32_t cv_prewrite_allowed;        /**< reads backwards, as meant: not 0 forbids pre-write */
+extern IOCACHE_API int32_t cv_prefetch_allowed;        /**< reads backwards, as hosts expect: not 0 forbids prefetch */
+extern IOCACHE_API int32_t cv_prewrite_allowed;        /**< reads backwards, as hosts expect: not 0 forbids pre-write */
 extern IOCACHE_API int32_t cv_tile_access_switch;      /**< 1 once canvas_init has run */
 extern IOCACHE_API char cv_tile_sema_file[100];        /**< path of the arena file */
 extern IOCACHE_API int32_t cv_tile_access_fdes_sema;   /**< descriptor of the arena file */
@@ -405,13 +405,15 @@ IOCACHE_API int32_t cv_mark_canvas_nosave(int32_t canvas);
 /** Floor of log2 of size, or -1 for size < 1. */
 IOCACHE_API int32_t cv_calc_tileshift(int32_t size);
 /** Creates a canvas and its file; unsaved until marked. Returns its number (also of a canvas that has the file open
- *  already), or -1..-20 with cv_errno 999103..999119 and a message. An existing file is never touched (-20). */
+ *  already), or -1..-20 with cv_errno 999103..999119 and a message. An existing file is never touched (-20). Bounds
+ *  beyond 16 bits are not refused, but do not fit the file, which will not open again. Everyone may read and write the
+ *  new file, whatever the umask. */
 IOCACHE_API int32_t canvas_new(const char* path, int32_t kind, int32_t x_min, int32_t y_min, int32_t x_max,
                                int32_t y_max, int32_t x_offset, int32_t y_offset);
 /** Fills the record's header buffer for a new file. Returns 0, or -255 for an unknown kind. */
 IOCACHE_API int32_t cv_create_header(cv_canvas* canvas);
 /** Opens a canvas file; it is kept at close. Returns its number, or a negative code with cv_errno 999120..999133,
- *  999400 or 999930 and a message. A file that was not closed is repaired; an older format is converted. */
+ *  999134..999146 from a conversion, 999400 or 999930 and a message. A file that was not closed is repaired; an older format is converted. */
 IOCACHE_API int32_t canvas_old(const char* path);
 /** The same as canvas_old. */
 IOCACHE_API int32_t canvas_old_io(const char* path);
@@ -515,7 +517,10 @@ IOCACHE_API int32_t cv_ask_tile_sizes(int32_t canvas, int32_t* width, int32_t* h
 IOCACHE_API int32_t cv_ask_tile_and_offset(int32_t canvas, int32_t x, int32_t y);
 
 /* Runs of pixels between flat buffers and the canvas: colour 4 bytes a pixel and alpha 1 byte (pictures), or 1 byte a
- * pixel and no alpha (masks). 0, or -255: empty slot, or a request that failed; pixels before it are transferred. */
+ * pixel and no alpha (masks). 0, or -255: empty slot, or a request that failed; pixels before it are transferred. Only
+ * what fails in the file is reported: a pixel outside the grid, or a tile that no zone is large enough for, is not.
+ * What is stored inside the grid but outside the bounds stays in the file, where verify finds it; cv_clear_side clears
+ * it. */
 IOCACHE_API int32_t cv_getline(int32_t canvas, void* colour, void* alpha, int32_t y, int32_t x_first, int32_t x_last);
 IOCACHE_API int32_t cv_storeline(int32_t canvas, const void* colour, const void* alpha, int32_t y, int32_t x_first,
                                  int32_t x_last);
@@ -592,7 +597,7 @@ IOCACHE_API void cv_update_virt_subsampled_mtile_Rbuf(int32_t canvas, int32_t ti
 IOCACHE_API void cv_update_virt_subsampled_mtile_buffer(int32_t canvas, int32_t tile, void* buffer);
 /** One pixel into cv_visu_pic and cv_visu_alfa, when its column and row are sampled; geometry of current_cp. */
 IOCACHE_API void cv_subsample_ppixel(int32_t x, int32_t y, uint32_t value, int32_t alpha);
-/** One pixel into cv_visu_mask likewise; geometry of current_cp, as meant. */
+/** One pixel into cv_visu_mask likewise; geometry of current_cp, as hosts expect. */
 IOCACHE_API void cv_subsample_mpixel(int32_t x, int32_t y, int32_t value);
 /** Rebuilds the reduced image of the current picture (mask) from its tiles and stores it. Returns 0. */
 IOCACHE_API int32_t cv_resample_picture(void);
@@ -613,10 +618,12 @@ IOCACHE_API int32_t cv_unlink_zoom(int32_t canvas);
 
 /* ==== Older formats ============================================================================================== */
 
-/** Turns a file of the older block format into a canvas file of the same name. 0 or -255 with cv_errno 999134..146. */
+/** Turns a file of the older block format into a canvas file of the same name. 0, or -255 with cv_errno 999134..999146
+ *  and a message; a finished file that cannot take the name gives -255 alone. */
 IOCACHE_API int32_t cv_convert_old_file(const char* path);
 /** Turns an open version-1 canvas into a current one. Returns the new canvas's number (the old one is closed), or
- *  -255 with cv_errno 999147. */
+ *  -255: with cv_errno 999147 when the host has no new name, with that of the step that failed elsewhere; -256 as
+ *  always. */
 IOCACHE_API int32_t cv_transform_v1_to_v10(int32_t canvas);
 
 /* ==== Supplied by the host ======================================================================================= */

@@ -49,7 +49,7 @@ int32_t cv_ask_tilenr(int32_t canvas, int32_t x, int32_t y)
 }
 
 // The limits follow the current view while the numbers follow the view at creation, and the lower clamp is 0 and not
-// x_min; both as meant.
+// x_min; both as hosts expect.
 void cv_ask_tile_limits(int32_t canvas, int32_t tile, int32_t* left, int32_t* top, int32_t* right, int32_t* bottom)
 {
     const cv_canvas* const record = canvas::find(canvas);

@@ -93,6 +93,9 @@ void detach_tiles(cv_canvas& canvas);
 // up the only other copy of the pixels looks whether it has grown.
 int64_t tiles_left_unwritten();
 
+// The calling thread is the cache process, in one of the host's functions perhaps.
+bool is_cache_process();
+
 // Start of the library: no tile in memory, no request under way.
 void forget_all_tiles();
 void forget_posted_requests();

@@ -21,6 +21,8 @@ using namespace iocache::cache;
 
 enum class next_step { go_on, leave };
 
+thread_local bool runs_cache_process = false;
+
 // After the rendezvous parg belongs to the client again.
 void use_idle_time()
 {
@@ -29,7 +31,7 @@ void use_idle_time()
     if (cv_prewrite_allowed == 0) cv_prewrite();
 }
 
-// The console's text differs in its way only: cv_printf for the block's slots, printf for a single one, as meant.
+// The console's text differs in its way only: cv_printf for the block's slots, printf for a single one, as hosts expect.
 void report_unreadable_tile(int32_t code)
 {
     constexpr const char* text = "Cannot read tile\n";
@@ -49,7 +51,7 @@ next_step serve_tiles(int32_t code)
             parg.opcode = opcode::failed;
             break;
         case handed_out::disk_full:
-            // A client that asked for a single slot is not met and stays blocked, as meant.
+            // A client that asked for a single slot is not met and stays blocked, as hosts expect.
             if (opcode::asks_for_one_tile(code)) return next_step::go_on;
             break;
         case handed_out::unreadable:
@@ -123,12 +125,18 @@ bool told_to_leave()
 
 }  // namespace
 
+bool iocache::cache::is_cache_process()
+{
+    return runs_cache_process;
+}
+
 void cv_tile_access_read(void* /*unused*/)
 {
     if (cv_access_process == 1) {
         serve(parg.opcode);
         return;
     }
+    runs_cache_process = true;
     zones::prepare_first_zone();  // while the host opens its first canvas
     next_step step = next_step::go_on;
     while (step == next_step::go_on) {

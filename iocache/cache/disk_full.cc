@@ -67,7 +67,7 @@ bool have_stow_buffer()
     return false;
 }
 
-// 32 bits wide and signed, as meant: 2 GiB free and more counts as it wraps.
+// 32 bits wide and signed, as hosts expect: 2 GiB free and more counts as it wraps.
 int32_t wrapped_free_bytes(int64_t block_size, int64_t free_blocks)
 {
     return static_cast<int32_t>(static_cast<uint32_t>(block_size) * static_cast<uint32_t>(free_blocks));
@@ -98,7 +98,7 @@ int32_t canvas_disk_full(void)
     const worker_state kept;
     if (!have_stow_buffer()) return -255;
     std::memcpy(stow_buffer, Rbuf, stow_bytes);
-    // When it could not be started nothing is put back, as meant.
+    // When it could not be started nothing is put back, as hosts expect.
     if (start_another_program("") == -1) return -255;
     kept.give_back_function();
     std::memcpy(Rbuf, stow_buffer, stow_bytes);

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <mutex>
+#include <optional>
 
 #include "iocache/cache/cache.h"
 #include "iocache/cache/clearing.h"
@@ -27,11 +28,10 @@ public:
         return true;
     }
 
-    // A host that rang without posting means what parg says.
-    int32_t pop()
+    std::optional<int32_t> pop()
     {
         const std::lock_guard held(guard_);
-        if (count_ == 0) return parg.opcode;
+        if (count_ == 0) return std::nullopt;
         const posted oldest = opcodes_[first_];
         first_ = (first_ + 1) % opcodes_.size();
         --count_;
@@ -59,6 +59,9 @@ private:
 
 ring rung;
 
+// Cache side: the request being served was posted, so that its client comes back through post().
+bool is_posted = false;
+
 }  // namespace
 
 bool iocache::cache::in_line()
@@ -84,7 +87,14 @@ int32_t iocache::cache::post(int32_t opcode, posting how)
 
 int32_t iocache::cache::take_posted_opcode()
 {
-    return rung.pop();
+    const std::optional<int32_t> posted = rung.pop();
+    is_posted = posted.has_value();
+    return posted.value_or(parg.opcode);  // a host that rang without posting means what parg says
+}
+
+bool iocache::cache::client_clears()
+{
+    return !in_line() && is_posted;
 }
 
 bool iocache::cache::request_is_waiting()

@@ -17,6 +17,8 @@ int32_t post(int32_t opcode, posting how);
 
 // Cache side: the opcode of the ring just heard.
 int32_t take_posted_opcode();
+// Cache side: behind the rendezvous of this request the client clears the tiles that are left to it.
+bool client_clears();
 // Cache side: a client is waiting; background work gives way.
 bool request_is_waiting();
 // Cache side: the waited request is done.

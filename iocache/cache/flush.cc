@@ -32,7 +32,7 @@ void iocache::cache::begin_walk()
     walk_failed = false;
 }
 
-// Locked tiles go like any other, and no canvas's tiles_fetched is lowered, as meant.
+// Locked tiles go like any other, and no canvas's tiles_fetched is lowered, as hosts expect.
 void iocache::cache::flush_everything()
 {
     while (first_tile != nullptr) {

@@ -65,7 +65,7 @@ inline void keep_loads_above()
 // behind its other end.
 //
 // An entry without a tile needs no question of its own: this place led to it before its generation was read, so it
-// can lead to it again afterwards only in another generation.
+// can lead to it again afterwards only in another generation. One that a client still has to clear is not looked at.
 template <bool is_picture>
 bool peek_pixel(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, uint32_t* alpha)
 {
@@ -85,6 +85,7 @@ bool peek_pixel(const cv_canvas& canvas, int32_t x, int32_t y, uint32_t& value, 
     if (tile == nullptr) return false;
     const std::atomic<uint64_t>& generation = entry_of(*tile).generation;
     const uint64_t seen = generation.load(std::memory_order_acquire);
+    if ((seen & not_cleared) != 0) return false;
     read_unguarded(std::atomic_ref(tile->buffer).load(std::memory_order_relaxed), place, is_picture, value, alpha);
     keep_loads_above();
     return held_here.load(std::memory_order_acquire) == tile && generation.load(std::memory_order_relaxed) == seen;

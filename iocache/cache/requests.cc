@@ -1,6 +1,6 @@
 // The client's side of a request: hits are served here, everything else is posted to the cache side and waited for.
 //
-// The two loops around a full disk differ, as meant: a tile request runs the host's handler once before each attempt,
+// The two loops around a full disk differ, as hosts expect: a tile request runs the host's handler once before each attempt,
 // every other request runs it until there is room again and only then asks once more.
 
 #include <cstring>
@@ -228,7 +228,7 @@ int32_t cv_start_prewrite(void)
 int32_t canvas_flush_all(void)
 {
     parg.opcode = opcode::flush_all;
-    cv_tile_access();  // its result is not passed on, as meant
+    cv_tile_access();  // its result is not passed on, as hosts expect
     return 0;
 }
 

@@ -36,7 +36,7 @@ void mark_written(const cv_canvas& record, int64_t index, cv_tile& tile)
 }
 
 // Keeps the tile as it is before its first change in the zoom canvas. The copy overwrites the new tile whole, so it
-// is not cleared first. A full disk in the middle leaves cv_clear_tile at 0, as meant.
+// is not cleared first. A full disk in the middle leaves cv_clear_tile at 0, as hosts expect.
 handed_out save_for_zoom(const cv_canvas& record, const tile_place& place, cv_tile& tile)
 {
     if (!clear_tile_before_save) clear_tile_before_save = cv_clear_tile;
@@ -76,7 +76,7 @@ handed_out hand_out(cv_tile_request& request, cv_pref_entry& hint)
     if (!may_serve(*record, place)) return handed_out::not_served;
 
     cv_tile* const tile = fetch(*record, place.column, place.row, search_for::request,
-                                in_line() ? clearing::at_once : clearing::left_to_client);
+                                client_clears() ? clearing::left_to_client : clearing::at_once);
     if (disk_is_full()) return handed_out::disk_full;
     if (tile == nullptr) return handed_out::unreadable;
     request.tile = tile;

@@ -2,7 +2,8 @@
 //
 // Entries are type-stable: the memory of one is never used for anything else, so that a reader without a lock may look
 // at an entry that is given up meanwhile. Its generation tells such a reader: odd while the entry holds no tile, even
-// while it does, and never the same for two tiles.
+// while it does, and never the same for two tiles. Its highest bit is set while a client still has to clear the tile:
+// until then the bytes are those of some other tile.
 #pragma once
 
 #include <atomic>
@@ -15,11 +16,12 @@
 
 namespace iocache::cache {
 
-//
+inline constexpr uint64_t not_cleared = uint64_t{1} << 63;  // in a generation
+
 // What a hit and a look without a lock read of an entry, up to the tile's locked and dirty, is one line of the
 // processor's caches: many entries are visited in turn, and each line of one may come from memory.
 struct alignas(platform::cache_line_bytes) tile_entry {
-    std::atomic<uint64_t> generation;  // see above; changed by the cache side only
+    std::atomic<uint64_t> generation;  // see above; changed by the cache side, but for not_cleared
     cv_tile tile;
     // Under cv_tile_access_lock: the buffer is on its way to the file. A client that wants to write the tile is sent
     // to the cache side meanwhile, so that no half-changed tile reaches the disk.

@@ -91,10 +91,11 @@ int32_t cv_tqcms_procname_set(int32_t canvas, const char* name)
     {
         const std::lock_guard held(header_guard);
         char(&field)[64] = record->header->tqcms_procname;
-        std::memset(field, 0, sizeof field);
-        std::memcpy(field, name, strnlen(name, sizeof field));  // a name of 64 characters has no NUL, as meant
+        const size_t length = strnlen(name, sizeof field);  // a name of 64 characters has no NUL, as hosts expect
+        std::memmove(field, name, length);                  // it may be a part of what is there already
+        std::memset(field + length, 0, sizeof field - length);
     }
-    cv_write_header(canvas);  // its result is not reported, as meant
+    cv_write_header(canvas);  // its result is not reported, as hosts expect
     return 0;
 }
 

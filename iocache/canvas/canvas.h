@@ -14,6 +14,7 @@
 #include <iocache/iocache.h>
 
 #include "iocache/canvas/file_layout.h"
+#include "iocache/platform/inherited_mutex.h"
 
 namespace iocache::canvas {
 
@@ -66,6 +67,14 @@ int64_t reduced_image_bytes(const cv_canvas& record);
 
 // fopen, close-on-exec and unbuffered. Null with errno.
 FILE* open_stream(const char* path, const char* mode);
+// A transfer without its telling: what became of it is told, to the host or on the console, where no lock is held. The
+// two together are cv_write, and cv_write2.
+enum class transfer_outcome { done, not_opened, seek_failed, transfer_failed };
+transfer_outcome write_once(cv_canvas& record, int64_t offset, const void* buffer, int32_t length);
+int32_t tell_of_write_once(const cv_canvas& record, transfer_outcome result);
+transfer_outcome write_kept_open(cv_canvas& record, int64_t offset, const void* buffer, int32_t length);
+int32_t tell_of_write_kept_open(const cv_canvas& record, transfer_outcome result);
+
 // Opens the kept-open stream, afresh if it is open, and takes the file's lock with it. Null when it cannot be.
 FILE* open_kept_stream(cv_canvas& record, const char* mode);
 // Closes it while the canvas stays open: its lock lasts.
@@ -99,6 +108,6 @@ void note_new_name(const cv_canvas& record, bool is_new);
 // Afterwards the disk knows it, if the platform does that.
 void synchronise_new_name(const cv_canvas& record);
 
-extern std::mutex header_guard;
+extern platform::inherited_mutex header_guard;
 
 }  // namespace iocache::canvas

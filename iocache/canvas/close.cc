@@ -40,7 +40,7 @@ bool linked_window_file_goes(const cv_canvas& linked)
     }
 }
 
-// Fewer cases than for a linked canvas, as meant.
+// Fewer cases than for a linked canvas, as hosts expect.
 bool own_window_file_goes(const cv_canvas& record)
 {
     return record.geom.level == full_level || (record.geom.level == window_level && record.window_flag == 1);
@@ -123,7 +123,7 @@ int32_t canvas_close(int32_t canvas)
     cv_canvas* const record = find(canvas);
     if (record == nullptr || record->busy == 1) return -255;
     if (record->open_zooms != 0) {
-        wrt_err("Cannot close canvas : Open zoom canvasses");  // the host's own, not cv_wrt_err, as meant
+        wrt_err("Cannot close canvas : Open zoom canvasses");  // the host's own, not cv_wrt_err, as hosts expect
         return -255;
     }
     cv_log_string(log_level, (std::string("Closing canvas ") + record->file_name).c_str());

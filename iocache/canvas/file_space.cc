@@ -32,7 +32,7 @@ uint32_t cv_get_disk_free(const char* path)
     int64_t block_size = 0;
     int64_t free_blocks = 0;
     if (platform_statfs(path, &block_size, &free_blocks) != 0) return 0;
-    return static_cast<uint32_t>(block_size) * static_cast<uint32_t>(free_blocks);  // 32 bits wide, as meant
+    return static_cast<uint32_t>(block_size) * static_cast<uint32_t>(free_blocks);  // 32 bits wide, as hosts expect
 }
 
 int32_t cv_get_disk_free_blocks(const char* path, int32_t* block_size)

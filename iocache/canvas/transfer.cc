@@ -18,28 +18,28 @@ char* cv_name_file = nullptr;
 namespace {
 
 using namespace iocache;
-
-enum class outcome { done, seek_failed, transfer_failed };
+using canvas::transfer_outcome;
 
 // One item of `length` bytes or nothing. A signal in the middle starts the item again from its position.
-template <class Transfer> outcome transfer_item(FILE* stream, int64_t offset, int32_t length, Transfer transfer)
+template <class Transfer>
+transfer_outcome transfer_item(FILE* stream, int64_t offset, int32_t length, Transfer transfer)
 {
-    if (length <= 0) return outcome::transfer_failed;
+    if (length <= 0) return transfer_outcome::transfer_failed;
     do {
         std::clearerr(stream);
-        if (fseeko(stream, offset, SEEK_SET) != 0) return outcome::seek_failed;
+        if (fseeko(stream, offset, SEEK_SET) != 0) return transfer_outcome::seek_failed;
         errno = 0;
-        if (transfer(static_cast<size_t>(length)) == 1) return outcome::done;
+        if (transfer(static_cast<size_t>(length)) == 1) return transfer_outcome::done;
     } while (errno == EINTR);
-    return outcome::transfer_failed;
+    return transfer_outcome::transfer_failed;
 }
 
-outcome read_item(FILE* stream, int64_t offset, void* buffer, int32_t length)
+transfer_outcome read_item(FILE* stream, int64_t offset, void* buffer, int32_t length)
 {
     return transfer_item(stream, offset, length, [&](size_t bytes) { return std::fread(buffer, bytes, 1, stream); });
 }
 
-outcome write_item(FILE* stream, int64_t offset, const void* buffer, int32_t length)
+transfer_outcome write_item(FILE* stream, int64_t offset, const void* buffer, int32_t length)
 {
     return transfer_item(stream, offset, length, [&](size_t bytes) {
         const size_t items = std::fwrite(buffer, bytes, 1, stream);
@@ -63,27 +63,34 @@ struct reported {
 constexpr reported reading{999201, "cannot open the file\n", 999202, 999203, "read"};
 constexpr reported writing{999206, "cannot open the file", 999207, 999208, "write"};
 
-// Reports what became of a one-shot transfer; closes the stream after success only.
-int32_t conclude(cv_canvas& record, outcome result, const reported& how)
+// The one-shot stream is closed after success only.
+transfer_outcome end_once(cv_canvas& record, transfer_outcome result)
 {
-    if (result == outcome::done) {
-        std::fclose(record.fp);
-        record.fp = nullptr;
-        return 0;
-    }
-    const bool in_seek = result == outcome::seek_failed;
+    if (result != transfer_outcome::done) return result;
+    std::fclose(record.fp);
+    record.fp = nullptr;
+    return result;
+}
+
+int32_t tell_of_once(const cv_canvas& record, transfer_outcome result, const reported& how)
+{
+    if (result == transfer_outcome::done) return 0;
+    if (result == transfer_outcome::not_opened) return setup::fail({-255, how.open_error, how.open_message});
+    const bool in_seek = result == transfer_outcome::seek_failed;
     setup::report(
         in_seek ? how.seek_error : how.transfer_error,
         setup::format_message("%s failed on %d %s\n", in_seek ? "seek" : how.verb, record.index, record.base_name));
     return -255;
 }
 
-// Prints what became of a kept-open transfer.
-int32_t print_outcome(const cv_canvas& record, outcome result, const char* verb)
+int32_t tell_of_kept_open(const cv_canvas& record, transfer_outcome result, const char* open_message, const char* verb)
 {
-    if (result == outcome::done) return 0;
-    setup::print_plainly(setup::format_message(
-        "%s failed on canvas %d %s\n", result == outcome::seek_failed ? "seek" : verb, record.index, record.base_name));
+    if (result == transfer_outcome::done) return 0;
+    setup::print_plainly(result == transfer_outcome::not_opened
+                             ? open_message
+                             : setup::format_message("%s failed on canvas %d %s\n",
+                                                     result == transfer_outcome::seek_failed ? "seek" : verb,
+                                                     record.index, record.base_name));
     return -255;
 }
 
@@ -98,37 +105,58 @@ void remember_written_file(const char* path)
 
 }  // namespace
 
+iocache::canvas::transfer_outcome iocache::canvas::write_once(cv_canvas& record, int64_t offset, const void* buffer,
+                                                              int32_t length)
+{
+    if (record.fp == nullptr) record.fp = open_stream(record.file_name, "r+");
+    if (record.fp == nullptr) return transfer_outcome::not_opened;
+    return end_once(record, write_item(record.fp, offset, buffer, length));
+}
+
+int32_t iocache::canvas::tell_of_write_once(const cv_canvas& record, transfer_outcome result)
+{
+    return tell_of_once(record, result, writing);
+}
+
+iocache::canvas::transfer_outcome iocache::canvas::write_kept_open(cv_canvas& record, int64_t offset,
+                                                                   const void* buffer, int32_t length)
+{
+    remember_written_file(record.file_name);
+    if (writable_kept_stream(record) == nullptr) return transfer_outcome::not_opened;
+    const transfer_outcome result = write_item(record.fp2, offset, buffer, length);
+    if (result != transfer_outcome::done) close_kept_stream(record);
+    return result;
+}
+
+int32_t iocache::canvas::tell_of_write_kept_open(const cv_canvas& record, transfer_outcome result)
+{
+    return tell_of_kept_open(record, result, "cannot open the file", "write");
+}
+
 int32_t cv_read(cv_canvas* canvas, int64_t offset, void* buffer, int32_t length)
 {
     if (canvas->fp == nullptr) canvas->fp = canvas::open_stream(canvas->file_name, mode_for_reading(*canvas));
-    if (canvas->fp == nullptr) return setup::fail({-255, reading.open_error, reading.open_message});
-    return conclude(*canvas, read_item(canvas->fp, offset, buffer, length), reading);
+    const transfer_outcome result = canvas->fp == nullptr
+                                        ? transfer_outcome::not_opened
+                                        : end_once(*canvas, read_item(canvas->fp, offset, buffer, length));
+    return tell_of_once(*canvas, result, reading);
 }
 
 int32_t cv_write(cv_canvas* canvas, int64_t offset, const void* buffer, int32_t length)
 {
-    if (canvas->fp == nullptr) canvas->fp = canvas::open_stream(canvas->file_name, "r+");
-    if (canvas->fp == nullptr) return setup::fail({-255, writing.open_error, writing.open_message});
-    return conclude(*canvas, write_item(canvas->fp, offset, buffer, length), writing);
+    return canvas::tell_of_write_once(*canvas, canvas::write_once(*canvas, offset, buffer, length));
 }
 
 int32_t cv_read2(cv_canvas* canvas, int64_t offset, void* buffer, int32_t length)
 {
-    if (canvas->fp2 == nullptr && canvas::open_kept_stream(*canvas, mode_for_reading(*canvas)) == nullptr) {
-        setup::print_plainly("cannot open the file\n");
-        return -255;
-    }
-    return print_outcome(*canvas, read_item(canvas->fp2, offset, buffer, length), "read");
+    const bool is_open =
+        canvas->fp2 != nullptr || canvas::open_kept_stream(*canvas, mode_for_reading(*canvas)) != nullptr;
+    const transfer_outcome result =
+        is_open ? read_item(canvas->fp2, offset, buffer, length) : transfer_outcome::not_opened;
+    return tell_of_kept_open(*canvas, result, "cannot open the file\n", "read");
 }
 
 int32_t cv_write2(cv_canvas* canvas, int64_t offset, const void* buffer, int32_t length)
 {
-    remember_written_file(canvas->file_name);
-    if (canvas::writable_kept_stream(*canvas) == nullptr) {
-        setup::print_plainly("cannot open the file");
-        return -255;
-    }
-    const outcome result = write_item(canvas->fp2, offset, buffer, length);
-    if (result != outcome::done) canvas::close_kept_stream(*canvas);
-    return print_outcome(*canvas, result, "write");
+    return canvas::tell_of_write_kept_open(*canvas, canvas::write_kept_open(*canvas, offset, buffer, length));
 }

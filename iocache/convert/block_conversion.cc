@@ -1,7 +1,7 @@
 // Turning a file of the older block format into a canvas of the same name: a new canvas is filled block by block,
 // written to the disk, and only then takes the old file's place. Client only.
 //
-// Failures around the palette and the new name leave the old file open and the buffers allocated, as meant.
+// Failures around the palette and the new name leave the old file open and the buffers allocated, as hosts expect.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -74,7 +74,7 @@ struct old_file {
     }
 };
 
-// Keeps the old file open and its buffers allocated for the rest of the process, as meant.
+// Keeps the old file open and its buffers allocated for the rest of the process, as hosts expect.
 int32_t fail_and_keep(const failure& what, old_file& file)
 {
     static std::vector<old_file> kept_open;

@@ -122,7 +122,7 @@ int32_t cv_transform_v1_to_v10(int32_t canvas)
     const configured_sizes before;
     configure_like(*old);
     const char* const name = canvas_create_new_filename(old->kind);
-    if (name == nullptr) return setup::fail(no_new_name);  // the sizes are not put back here, as meant
+    if (name == nullptr) return setup::fail(no_new_name);  // the sizes are not put back here, as hosts expect
 
     const cv_geometry view = old->geom_orig;
     const bool is_taken = canvas_if_already_open(name) >= 0;

@@ -4,6 +4,8 @@
 // it has one thread only.
 #include "iocache/platform/forks.h"
 
+#include "iocache/platform/inherited_mutex.h"
+
 #include <atomic>
 
 #include <pthread.h>
@@ -18,6 +20,7 @@ void after_fork_in_child()
     generation.fetch_add(1, std::memory_order_relaxed);
     free_every_lock();
     forget_every_thread();
+    free_every_inherited_mutex();
     release_lock_list();
 }
 

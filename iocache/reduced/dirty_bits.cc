@@ -13,7 +13,7 @@ constexpr uint8_t level_3 = 8;
 
 }  // namespace
 
-// Any other level, and level 3 with any other window mode, leaves the mask, as meant.
+// Any other level, and level 3 with any other window mode, leaves the mask, as hosts expect.
 void cv_set_dirtybits_mask(cv_canvas* canvas, int32_t level)
 {
     const bool has_window = canvas->window_flag != 0;

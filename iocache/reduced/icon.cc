@@ -28,7 +28,7 @@ std::vector<int32_t> icon_table(int32_t icon_width, int32_t icon_height, const c
     return table;
 }
 
-// Rows and columns that the image does not reach keep what they held; the icon is not cleared first, as meant.
+// Rows and columns that the image does not reach keep what they held; the icon is not cleared first, as hosts expect.
 int32_t make_icon(const cv_canvas& record, const uint8_t* source, size_t pixel_bytes)
 {
     const int32_t icon_width = record.header->icon_width;

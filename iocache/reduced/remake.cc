@@ -1,5 +1,7 @@
 // A file that was not closed: its reduced image and icon are made again from its tiles. Client only, at open.
 
+#include <atomic>
+
 #include "iocache/canvas/canvas.h"
 #include "iocache/reduced/reduced.h"
 
@@ -12,12 +14,12 @@ class made_current {
 public:
     made_current(int32_t& current, int32_t number) : current_(current), before_(current)
     {
-        current_ = number;
+        set(number);
         canvas_make_tables(number);
     }
     ~made_current()
     {
-        current_ = before_;
+        set(before_);
         canvas_make_tables(before_);
     }
     made_current(const made_current&) = delete;
@@ -26,6 +28,9 @@ public:
 private:
     int32_t& current_;
     int32_t before_;
+
+    // The cache process asks for it when the last tile of a canvas leaves the memory.
+    void set(int32_t number) { std::atomic_ref(current_).store(number, std::memory_order_relaxed); }
 };
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Rebuilding a whole reduced image from its tiles and storing it. Client only.
 //
 // The loops compare with x_max and y_max strictly although those are inclusive: a last column (row) that is the first
-// of a tile is not visited, as meant. Nothing is cleared first.
+// of a tile is not visited, as hosts expect. Nothing is cleared first.
 
 #include <cstring>
 #include <span>
@@ -20,7 +20,7 @@ constexpr int32_t file_level = 0;    // views of this level are stored in the ca
 constexpr int32_t window_level = 1;  // and of this one in the window file
 
 // Where the alpha bytes of a row go that starts at pixel d: d itself, or, in the remake of a picture, 5 * d. There the
-// alpha pointer is taken from the colour pointer, which stands at 4 * d already, as meant.
+// alpha pointer is taken from the colour pointer, which stands at 4 * d already, as hosts expect.
 constexpr int64_t plain_alpha_start = 1;
 constexpr int64_t remake_alpha_start = 5;
 

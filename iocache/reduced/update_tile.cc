@@ -127,7 +127,7 @@ void picture_worker(void* /*args*/)
     });
 }
 
-// Unlike the picture's worker it does not ask the bounds, as meant.
+// Unlike the picture's worker it does not ask the bounds, as hosts expect.
 void mask_worker(void* /*args*/)
 {
     const cv_tile_request& tile = parg.req[0];

@@ -2,6 +2,8 @@
 
 #include "iocache/setup/setup.h"
 
+#include "iocache/platform/inherited_mutex.h"
+
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -16,9 +18,11 @@ void (*cv_killer)(void) = nullptr;
 
 namespace {
 
+using namespace iocache;
+
 constexpr size_t console_line_bytes = 4352;  // the longest path and the words around it
 
-std::mutex error_m_guard;  // either side may format a text at the same moment
+platform::inherited_mutex error_m_guard;  // either side may format a text at the same moment
 
 }  // namespace
 

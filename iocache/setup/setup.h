@@ -46,8 +46,9 @@ void start_log();
 // Writes its last line and closes the file.
 void end_log();
 
-// Ends the cache process, when there is one: exit flag, one ring, then waits for its thread.
-void stop_cache_process();
+// Ends the cache process, when there is one: exit flag, one ring, then waits for its thread. False when the caller is the
+// cache process: then it leaves after this, and its client may still be on the way out of what they share.
+bool stop_cache_process();
 
 // The id that sproc answered for the cache process; 0 when there is none. Set once at start.
 extern int32_t cache_process_id;

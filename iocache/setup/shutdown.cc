@@ -6,6 +6,7 @@
 #include <atomic>
 #include <span>
 
+#include "iocache/cache/cache.h"
 #include "iocache/canvas/canvas.h"
 #include "iocache/platform/platform.h"
 #include "iocache/setup/setup.h"
@@ -13,6 +14,7 @@
 
 namespace {
 
+using namespace iocache;
 using namespace iocache::setup;
 
 // So that no close is refused because of a zoom canvas that is still open.
@@ -28,22 +30,26 @@ void untie_every_canvas()
     }
 }
 
-void remove_arena(locks_to_free which)
+// A client that is still there keeps what it shares with the cache process: a few hundred bytes and a descriptor.
+void remove_arena(locks_to_free which, bool nobody_is_there)
 {
-    free_arena_objects(which);
+    if (nobody_is_there) free_arena_objects(which);
     unlink(cv_tile_sema_file);
 }
 
 }  // namespace
 
 // The thread is joined before anything it uses is freed.
-void iocache::setup::stop_cache_process()
+bool iocache::setup::stop_cache_process()
 {
-    if (cv_access_process == 1 || cv_tile_access_sema == nullptr) return;
+    if (cv_access_process == 1 || cv_tile_access_sema == nullptr) return true;
     std::atomic_ref(cv_tile_access_exit_flag).store(1);
     usvsema(cv_tile_access_sema);
+    const bool is_other = !cache::is_cache_process();
+    if (!is_other) platform_break_barrier(cv_tile_access_barrier);  // the client need not wait for the end of the host
     platform_join(cache_process_id);
     cache_process_id = 0;
+    return is_other;
 }
 
 void cv_kill_tile_access(void)
@@ -51,8 +57,8 @@ void cv_kill_tile_access(void)
     if (cv_tile_access_switch == 0) return;
     untie_every_canvas();
     canvas_close_all();
-    stop_cache_process();
-    remove_arena(locks_to_free::all);
+    const bool nobody_is_there = stop_cache_process();
+    remove_arena(locks_to_free::all, nobody_is_there);
     end_log();
 }
 
@@ -63,12 +69,12 @@ void cv_master_exit(void)
     MP_exit();
 }
 
-// The cut lock stays, as meant: a client may still be inside it when the host leaves in a hurry.
+// The cut lock stays, as hosts expect: a client may still be inside it when the host leaves in a hurry.
 void cv_master_exit_quit(void)
 {
-    stop_cache_process();
-    iocache::canvas::unlock_all_files();
-    remove_arena(locks_to_free::all_but_cut_lock);
+    const bool nobody_is_there = stop_cache_process();
+    canvas::unlock_all_files();
+    remove_arena(locks_to_free::all_but_cut_lock, nobody_is_there);
     MP_free_lock(cnt_lock);
     MP_exit();
 }

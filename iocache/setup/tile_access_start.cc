@@ -50,7 +50,7 @@ void choose_mode()
     cv_prefetch_allowed = cv_prewrite_allowed = cv_access_process = in_line ? 1 : 0;
 }
 
-// The mask is put back only after a successful open, as meant.
+// The mask is put back only after a successful open, as hosts expect.
 bool open_arena_file()
 {
     const mode_t kept_mask = umask(arena_creation_mask);
@@ -61,7 +61,7 @@ bool open_arena_file()
     return true;
 }
 
-// Reports a failed step, takes back the steps before it and ends the host. The arena file stays, as meant.
+// Reports a failed step, takes back the steps before it and ends the host. The arena file stays, as hosts expect.
 int32_t give_up(int32_t error, const char* text, const char* console_format)
 {
     report(error, text);

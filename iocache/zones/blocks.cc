@@ -119,7 +119,7 @@ int32_t cv_alloc_search_place(void)
                     return 0;
                 }
                 // Only a corrupted word gets here. The scan goes on behind zone cv_alloc_curr_code and the zone
-                // stays the remembered one, as meant; it never goes back.
+                // stays the remembered one, as hosts expect; it never goes back.
                 cv_alloc_curr_nr = zone;
                 if (next < cv_alloc_curr_code + 1) next = cv_alloc_curr_code + 1;
             }

@@ -59,7 +59,7 @@ int32_t cv_alloc_init(int64_t size)
     cv_alloc_bits = static_cast<uint32_t*>(platform_allocate(entries * static_cast<int64_t>(sizeof(uint32_t))));
 
     if (cv_alloc_adress == nullptr || cv_alloc_code == nullptr || cv_alloc_bits == nullptr) {
-        cv_alloc_zones = 0;  // no search may find a zone that is not there; what was allocated stays, as meant
+        cv_alloc_zones = 0;  // no search may find a zone that is not there; what was allocated stays, as hosts expect
         const int32_t result = setup::fail(no_memory);
         setup::print("%s", no_memory.message);
         setup::kill_host();

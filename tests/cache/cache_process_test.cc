@@ -1,8 +1,8 @@
 // The protocol between a client and the cache process, step by step. Process mode, but where said otherwise.
 #include <thread>
 
-#include "tests/cache/file_size_limit.h"
 #include "tests/cache/forced_test.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

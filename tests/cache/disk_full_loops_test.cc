@@ -1,8 +1,8 @@
 // What clients do while the disk is full: how often the handler runs and how often the request is made again.
 #include <optional>
 
-#include "tests/cache/file_size_limit.h"
 #include "tests/cache/forced_test.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Making room: which tiles go, and what becomes of them.
 #include "tests/cache/cache_test.h"
-#include "tests/cache/file_size_limit.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Writes to a canvas file that fail one by one, and their order.
 #include <sys/stat.h>
 
-#include "tests/cache/file_size_limit.h"
 #include "tests/cache/forced_test.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 
@@ -79,6 +79,18 @@ TEST_P(failed_write, of_half_a_tile_leaves_nothing_of_it_in_a_closed_file)
     }
     EXPECT_EQ(file("picture").tiles_written(), 0);
     EXPECT_EQ(file("picture").slot(1, 0), -1);
+    EXPECT_EQ(file("picture").contents().size(), static_cast<size_t>(tiles_start));
+}
+
+// A failed write closes the stream that the remains are cut from.
+TEST_P(failed_write, of_half_a_tile_leaves_nothing_of_it_where_table_and_header_cannot_be_written_either)
+{
+    const file_size_limit half(static_cast<size_t>(tiles_start + picture_tile_bytes / 2));
+    testing::internal::CaptureStdout();
+    EXPECT_NE(cv_flush_tiles(picture), 0);
+    hooks::on_write = [this](int64_t position, size_t) { return position == 0 || position == table_start; };
+    EXPECT_EQ(canvas_close(picture), 0);
+    testing::internal::GetCapturedStdout();
     EXPECT_EQ(file("picture").contents().size(), static_cast<size_t>(tiles_start));
 }
 

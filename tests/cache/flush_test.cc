@@ -1,6 +1,6 @@
 // Emptying the cache: for one canvas (flush, write back, drop) and for all.
 #include "tests/cache/cache_test.h"
-#include "tests/cache/file_size_limit.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

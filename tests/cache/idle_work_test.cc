@@ -1,6 +1,6 @@
 // What happens between requests: reading ahead and writing ahead, and how both give way.
-#include "tests/cache/file_size_limit.h"
 #include "tests/cache/forced_test.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

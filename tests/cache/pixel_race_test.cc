@@ -6,6 +6,7 @@
 
 #include <sys/mman.h>
 
+#include "iocache/cache/peek.h"
 #include "tests/cache/forced_test.h"
 
 namespace {
@@ -41,6 +42,46 @@ protected:
     }
     std::array<int32_t, 2> canvases = {};
 };
+
+// A tile that was never written lies where others lay before. Until it is cleared nobody may look at it; at each step of
+// its being handed out one does.
+TEST_P(pixel_race, pixel_of_a_tile_that_nobody_has_cleared_yet_is_not_looked_at)
+{
+    make_canvases(3);
+    constexpr int32_t most_steps = 16;
+    const int32_t fresh = new_picture("fresh", most_steps * tile_side, 256);
+    int looks_at_a_tile = 0;
+    for (int32_t step = 1; step <= most_steps; ++step) {
+        for (int32_t column = 0; column < 3; ++column) read_tile(canvases[0], column);
+        settle();
+        hooks::paused = false;
+        hooks::go_on = false;
+        hooks::pause_at_idle_lock = 0;
+        hooks::pause_behind_lock = in_process_mode() ? step : 0;
+        std::atomic<bool> answered{false};
+        int32_t result = -1;
+        std::thread client([&] {
+            result = request_tile(fresh, step - 1);
+            answered = true;
+        });
+        ASSERT_TRUE(wait_for([&] { return hooks::paused || answered; }));
+        if (cached(fresh, step - 1) != nullptr && !answered) ++looks_at_a_tile;
+        uint32_t value = 0;
+        uint32_t alpha = 0;
+        if (iocache::cache::peek_pixel<true>(record_of(fresh), (step - 1) * tile_side + 5, 5, value, &alpha)) {
+            EXPECT_EQ(value, 0U) << "step " << step;
+            EXPECT_EQ(alpha, 0U) << "step " << step;
+        }
+        hooks::go_on = true;
+        client.join();
+        ASSERT_EQ(result, 0);
+        let_go(parg.req[0].tile);
+        EXPECT_TRUE(iocache::cache::peek_pixel<true>(record_of(fresh), (step - 1) * tile_side + 5, 5, value, &alpha));
+        EXPECT_EQ(value, 0U);
+        EXPECT_EQ(alpha, 0U);
+    }
+    EXPECT_TRUE(looks_at_a_tile > 0 || !in_process_mode()) << "no step was one at which the tile was there";
+}
 
 // Reading ahead takes tiles out of a memory for two; at each of its steps pixels of these tiles are asked for.
 TEST_P(pixel_race, pixel_is_right_at_any_step_of_taking_its_tile_away)

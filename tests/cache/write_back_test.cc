@@ -1,6 +1,6 @@
 // Writing changed tiles to their slots: cv_write_dirty_tile while the cache process waits for a request.
 #include "tests/cache/cache_test.h"
-#include "tests/cache/file_size_limit.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The first write to a tile of a canvas that has a zoom canvas: that one keeps the tile as it was.
 #include "tests/cache/cache_test.h"
-#include "tests/cache/file_size_limit.h"
+#include "tests/support/file_size_limit.h"
 
 namespace {
 

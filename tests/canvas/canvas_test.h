@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/file_reader.h"
+#include "tests/support/file_size_limit.h"
 #include "tests/support/library.h"
 
 namespace iocache_test {
@@ -101,29 +102,6 @@ inline void expect_report(int32_t error, const messages& told)
     EXPECT_EQ(cv_errno, error);
     EXPECT_EQ(host().messages(), told);
 }
-
-// No file grows beyond this many bytes while this lives: a write past them fails, after what fits.
-class file_size_limit {
-public:
-    explicit file_size_limit(rlim_t most_bytes)
-    {
-        before_handler_ = std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{most_bytes, before_.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    }
-    ~file_size_limit()
-    {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, before_handler_);
-    }
-    file_size_limit(const file_size_limit&) = delete;
-    file_size_limit& operator=(const file_size_limit&) = delete;
-
-private:
-    rlimit before_ = {};
-    void (*before_handler_)(int) = nullptr;
-};
 
 // Only this many more files can be opened while this lives.
 class descriptor_limit {

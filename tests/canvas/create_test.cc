@@ -138,7 +138,7 @@ TEST_P(create_canvas, where_no_file_can_be_is_refused)
         EXPECT_EQ(used_slots(), 0);
         host().clear();
     }
-    EXPECT_EQ(current_umask(), 0111U) << "stays where no stream was opened, as meant";
+    EXPECT_EQ(current_umask(), 0111U) << "stays where no stream was opened, as hosts expect";
 }
 
 TEST_P(create_canvas, at_a_dangling_link_is_refused)
@@ -176,7 +176,7 @@ TEST_P(create_canvas, without_a_descriptor_is_refused_and_makes_no_file)
     EXPECT_EQ(used_slots(), 0);
 }
 
-// The first stream makes the file, the second cannot be opened: at this step the file is not taken back, as meant.
+// The first stream makes the file, the second cannot be opened: at this step the file is not taken back, as hosts expect.
 TEST_P(create_canvas, with_one_descriptor_is_refused_and_closes_it)
 {
     umask(022);

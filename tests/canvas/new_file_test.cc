@@ -163,7 +163,7 @@ TEST_P(new_file, of_a_mask_has_no_room_for_the_opaque_blocks)
     EXPECT_EQ(int32_at(header, 0x67C), 0);
 }
 
-// The format has 16 bits for a bound and the writer makes no check, as meant.
+// The format has 16 bits for a bound and the writer makes no check, as hosts expect.
 TEST_P(new_file, keeps_sixteen_bits_of_a_bound)
 {
     const bytes header = header_of_new_file({0, 40'000, -40'000, 40'009, -39'991, 0, 0});

@@ -48,7 +48,7 @@ TEST_P(permissions, to_read_alone_open_a_canvas_that_takes_no_write)
     EXPECT_TRUE(read_whole_file(path("c")) == before);
 }
 
-// The repair cannot be written; its result is not asked for, as meant.
+// The repair cannot be written; its result is not asked for, as hosts expect.
 TEST_P(permissions, to_read_alone_open_a_canvas_that_was_not_closed)
 {
     make_file({0, 0, 0, 255, 99, 0, 0}, 0666);

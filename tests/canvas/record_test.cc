@@ -110,7 +110,7 @@ TEST_P(canvas_record, keeps_the_order_of_its_fields)
     EXPECT_EQ(offsetof(cv_canvas, geom_window), offsetof(cv_canvas, geom_full) + sizeof(cv_geometry));
     EXPECT_EQ(offsetof(cv_canvas, geom_window2), offsetof(cv_canvas, geom_window) + sizeof(cv_geometry));
     EXPECT_EQ(sizeof(cv_geometry), 72U);
-    EXPECT_EQ(offsetof(cv_geometry, y_max), 12U);  // before y_min, as meant
+    EXPECT_EQ(offsetof(cv_geometry, y_max), 12U);  // before y_min, as hosts expect
     EXPECT_EQ(offsetof(cv_geometry, y_min), 16U);
     EXPECT_EQ(offsetof(cv_geometry, scale), 56U);
     EXPECT_EQ(offsetof(cv_geometry, spare), 68U);

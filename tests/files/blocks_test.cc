@@ -1,5 +1,6 @@
 // The two blocks of a picture that the library keeps for its host, and the name that goes with one of them.
 #include <cstring>
+#include <utility>
 
 #include "tests/files/files_test.h"
 
@@ -196,9 +197,38 @@ TEST_P(opaque_blocks, name_is_set_also_when_it_cannot_be_written)
 {
     cv_canvas& canvas = settled("picture", small_picture);
     std::filesystem::remove(path("picture"));
-    EXPECT_EQ(cv_tqcms_procname_set(canvas.index, "coated"), 0) << "as meant";
+    EXPECT_EQ(cv_tqcms_procname_set(canvas.index, "coated"), 0) << "as hosts expect";
     EXPECT_STREQ(cv_tqcms_procname_get(canvas.index), "coated");
     expect_report(999206, {"cannot open the file"});
+}
+
+int32_t canvas_to_close = -1;
+void close_that_canvas(const char* /*text*/)
+{
+    cv_wrt_err = nullptr;
+    EXPECT_EQ(canvas_close(canvas_to_close), 0);
+}
+
+// A host may do anything when it is told of a failure, write another header for one thing.
+TEST_P(opaque_blocks, host_may_close_another_canvas_when_it_is_told_of_a_header_not_written)
+{
+    cv_canvas& canvas = settled("picture", small_picture);
+    canvas_to_close = settled("other", small_picture).index;
+    std::filesystem::remove(path("picture"));
+    const auto kept = std::exchange(cv_wrt_err, close_that_canvas);
+    EXPECT_EQ(cv_tqcms_procname_set(canvas.index, "coated"), 0);
+    cv_wrt_err = kept;
+    EXPECT_EQ(canvastable[canvas_to_close], nullptr);
+}
+
+TEST_P(opaque_blocks, name_may_be_set_to_itself_and_to_its_own_end)
+{
+    cv_canvas& canvas = settled("picture", small_picture);
+    ASSERT_EQ(cv_tqcms_procname_set(canvas.index, "coated paper"), 0);
+    EXPECT_EQ(cv_tqcms_procname_set(canvas.index, cv_tqcms_procname_get(canvas.index)), 0);
+    EXPECT_STREQ(cv_tqcms_procname_get(canvas.index), "coated paper");
+    EXPECT_EQ(cv_tqcms_procname_set(canvas.index, cv_tqcms_procname_get(canvas.index) + 7), 0);
+    EXPECT_EQ(text_at(read_whole_file(path("picture")), 0x636, 64), "paper");
 }
 
 TEST_P(opaque_blocks, canvas_that_is_not_open_has_no_name)

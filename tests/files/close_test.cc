@@ -212,7 +212,7 @@ TEST_P(closing, open_zooms_are_told_by_the_hosts_own_function)
     EXPECT_EQ(canvas_close(canvas.index), -255);
     canvas.open_zooms = 0;
     cv_wrt_err = kept;
-    EXPECT_EQ(told_to_other, messages{}) << "not by the one that may be replaced, as meant";
+    EXPECT_EQ(told_to_other, messages{}) << "not by the one that may be replaced, as hosts expect";
     EXPECT_EQ(host().messages(), messages{"Cannot close canvas : Open zoom canvasses"});
 }
 

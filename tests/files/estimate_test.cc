@@ -31,7 +31,7 @@ TEST_P(estimate, small_picture_is_header_icon_table_and_tiles)
 
 TEST_P(estimate, mask_has_the_icon_of_a_picture_and_tiles_of_its_own)
 {
-    EXPECT_EQ(cv_calculate_filesize(1024, 1024, mask), header_and_icon + 512 + 16 * 65'536) << "as meant";
+    EXPECT_EQ(cv_calculate_filesize(1024, 1024, mask), header_and_icon + 512 + 16 * 65'536) << "as hosts expect";
 }
 
 TEST_P(estimate, any_kind_but_1_is_a_mask)
@@ -53,7 +53,8 @@ TEST_P(estimate, reduced_image_of_a_mask_counts_like_that_of_a_picture)
 {
     // 4096 x 2048: factor 4, reduced to 1024 x 512.
     constexpr int64_t reduced = int64_t{1024} * 512 * 5;
-    EXPECT_EQ(cv_calculate_filesize(4096, 2048, mask), header_and_icon + reduced + 512 + 128 * 65'536) << "as meant";
+    EXPECT_EQ(cv_calculate_filesize(4096, 2048, mask), header_and_icon + reduced + 512 + 128 * 65'536)
+        << "as hosts expect";
     EXPECT_EQ(cv_calculate_filesize(4096, 2048, picture), header_and_icon + reduced + 512 + 128 * 327'680);
 }
 
@@ -86,7 +87,7 @@ TEST_P(estimate, ink_and_colour_processing_are_not_counted)
     cv_canvas& canvas = open_new("picture", small_picture);
     ASSERT_EQ(store(canvas, 0, 1), 0);
     ASSERT_EQ(canvas_close(canvas.index), 0);
-    EXPECT_EQ(facts_of(path("picture")).st_size, estimated + 6144 + 153'600) << "as meant";
+    EXPECT_EQ(facts_of(path("picture")).st_size, estimated + 6144 + 153'600) << "as hosts expect";
 }
 
 TEST_P(estimate, file_system_that_is_not_there_has_no_room)

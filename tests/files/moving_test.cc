@@ -97,7 +97,7 @@ TEST_P(moving, copy_replaces_a_longer_file)
 
 TEST_P(moving, empty_file_cannot_be_copied)
 {
-    EXPECT_EQ(copy(file_of("from", {}), path("to")), -255) << "as meant";
+    EXPECT_EQ(copy(file_of("from", {}), path("to")), -255) << "as hosts expect";
     expect_report(999213, {"Error writing to " + path("to")});
     EXPECT_EQ(error_m, "Error writing to " + path("to"));
 }

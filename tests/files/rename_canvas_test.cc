@@ -1,4 +1,5 @@
 // Renaming the file of an open canvas, and deleting the files of one.
+#include <atomic>
 #include <cerrno>
 
 #include "tests/files/files_test.h"
@@ -72,6 +73,21 @@ TEST_P(renaming, changed_tiles_are_written_and_stay_in_memory)
     EXPECT_EQ(canvas_file(path("new")).dirty(), 1) << "it is still open";
 }
 
+// What has no room where the file lies may have room where it goes.
+TEST_P(renaming, changed_tiles_that_cannot_be_written_go_to_the_new_place)
+{
+    cv_disk_full_return(1);  // the host gives up
+    printed_by([&] {
+        const file_size_limit full(read_whole_file(path("mask")).size());
+        EXPECT_EQ(rename(path("folder/new")), 0);
+    });
+    cv_disk_full_return(0);
+    std::atomic_ref(cv_disk_full).store(0);
+    EXPECT_EQ(canvas->tile_cache[0]->dirty, 1);
+    EXPECT_FALSE(exists(path("mask")));
+    expect_usable_under(path("folder/new"));
+}
+
 TEST_P(renaming, name_of_the_window_file_stays)
 {
     EXPECT_EQ(rename(path("new")), 0);
@@ -123,19 +139,6 @@ TEST_P(renaming, move_to_a_folder_that_is_not_there_leaves_the_canvas_as_it_was)
 {
     EXPECT_EQ(rename(path("none/new")), -255);
     expect_report(999212, {"cannot open " + path("none/new")});
-    expect_usable_under(path("mask"));
-}
-
-TEST_P(renaming, tiles_that_cannot_be_written_keep_the_file_where_it_is)
-{
-    cv_disk_full_return(1);
-    printed_by([&] {
-        const file_size_limit limit(read_whole_file(path("mask")).size());
-        EXPECT_EQ(rename(path("new")), -255);
-    });
-    cv_disk_full_return(0);
-    std::atomic_ref(cv_disk_full).store(0);
-    EXPECT_FALSE(exists(path("new")));
     expect_usable_under(path("mask"));
 }
 

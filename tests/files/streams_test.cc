@@ -71,7 +71,7 @@ TEST_P(streams, creation_mask_stays_changed_when_the_file_can_be_neither_opened_
     std::filesystem::create_directory(path("mask"));
     umask(027);
     EXPECT_EQ(canvas_open_file(0), -255);
-    EXPECT_EQ(current_umask(), 0111U) << "as meant";
+    EXPECT_EQ(current_umask(), 0111U) << "as hosts expect";
     EXPECT_EQ(canvas->fp, nullptr);
     EXPECT_EQ(canvas->fp2, nullptr);
     std::filesystem::remove(path("mask"));

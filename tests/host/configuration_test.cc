@@ -170,6 +170,17 @@ TEST_F(configuration, file_may_be_read_by_the_program)
     EXPECT_EQ(number(tile_width), 64);
 }
 
+std::string file_to_read;
+
+TEST_F(configuration, file_that_the_program_reads_when_it_is_told_of_a_bad_line_is_not_taken_back)
+{
+    file_holds("nonsense\ntile_width = 32\n");
+    file_to_read = folder.write("other", "tile_width = 64\n");
+    iocache_host_on_message([](const char*) { EXPECT_EQ(iocache_host_read_configuration(file_to_read.c_str()), 0); });
+    EXPECT_EQ(number(tile_width), 64);
+    EXPECT_EQ(number(tile_width), 64);
+}
+
 TEST_F(configuration, text_stays_where_it_is_until_the_item_changes)
 {
     iocache_host_set_text(product_name, "Painter");

@@ -119,7 +119,7 @@ TEST_P(failed_start, of_the_tile_access_is_reported_released_and_kills)
     EXPECT_THAT(events, UnorderedElementsAreArray(GetParam().released));
     EXPECT_EQ(running_threads(), threads);
 
-    EXPECT_TRUE(exists(cv_tile_sema_file));  // stays, as meant
+    EXPECT_TRUE(exists(cv_tile_sema_file));  // stays, as hosts expect
     unlink(cv_tile_sema_file);
     MP_free_lock(cnt_lock);
     MP_exit();

@@ -144,7 +144,7 @@ void fault_trials::look_around(size_t descriptors)
     }
     canvas_close_all();
     if (used_slots() != 0) outcome_->note("a canvas cannot be closed");
-    // An old file for which the host has no name for a new one stays open, as meant.
+    // An old file for which the host has no name for a new one stays open, as hosts expect.
     if (open_descriptors() != descriptors && cv_errno != no_new_name)
         outcome_->note(std::to_string(open_descriptors()) + " descriptors instead of " + std::to_string(descriptors));
     outcome_->kills = host().kills();

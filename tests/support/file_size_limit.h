@@ -1,6 +1,6 @@
 // While it lives, no file of this process grows beyond a size: a write behind it fails, as on a full disk.
-#ifndef IOCACHE_TESTS_CACHE_FILE_SIZE_LIMIT_H
-#define IOCACHE_TESTS_CACHE_FILE_SIZE_LIMIT_H
+#ifndef IOCACHE_TESTS_SUPPORT_FILE_SIZE_LIMIT_H
+#define IOCACHE_TESTS_SUPPORT_FILE_SIZE_LIMIT_H
 
 #include <csignal>
 #include <cstddef>
