@@ -19,7 +19,8 @@ enum class exit_code : int {
 
 class failure : public std::runtime_error {
 public:
-    failure(exit_code code, const std::string& message) : std::runtime_error(message), code_(code) {}
+    // A file in the making is named as the user named it.
+    failure(exit_code code, const std::string& message);
     [[nodiscard]] exit_code code() const noexcept { return code_; }
 
 private:

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -55,6 +56,14 @@ file_descriptor open_for_reading(const std::string& path)
         throw system_failure(path, "cannot open");
     }
     return file;
+}
+
+std::optional<file_descriptor> lock_file(const std::string& path)
+{
+    file_descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (file.get() < 0 || ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) return file;
+    if (errno == EWOULDBLOCK) return std::nullopt;
+    return file_descriptor();
 }
 
 std::int64_t file_bytes(const file_descriptor& file, const std::string& path)

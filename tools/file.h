@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace iocache::tools {
@@ -37,6 +38,10 @@ private:
 
 // Opens for reading; throws `failure` when it cannot, also for a folder.
 [[nodiscard]] file_descriptor open_for_reading(const std::string& path);
+
+// Opens a file with a lock on it, which programs that have a canvas open hold as well. Nothing when one does. A file that
+// cannot be opened, or locked, for another reason counts as free; then there is no descriptor.
+[[nodiscard]] std::optional<file_descriptor> lock_file(const std::string& path);
 
 // The size of an open file in bytes.
 [[nodiscard]] std::int64_t file_bytes(const file_descriptor& file, const std::string& path);

@@ -209,6 +209,7 @@ TEST_F(failure_test, a_write_that_fails_half_way_leaves_nothing)
                 (mode.back() == "--in-line" ? std::vector<std::string>{"--in-line"} : std::vector<std::string>{}));
         EXPECT_TRUE(result.exit_code == 3 || result.exit_code == 5) << result.exit_code << " " << result.signal;
         EXPECT_NE(result.err.find("new: "), std::string::npos) << result.err;
+        EXPECT_EQ(result.err.find("partial"), std::string::npos) << result.err;
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(files(), before);
     }
@@ -219,6 +220,15 @@ TEST_F(failure_test, a_write_that_fails_half_way_leaves_nothing)
         EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
         EXPECT_EQ(files(), (std::vector<std::string>{"canvas", "photo.png"}));
     }
+}
+
+TEST_F(failure_test, longest_name_that_a_file_can_have_is_no_failure)
+{
+    write_png(path("photo.png"), make_image(15, 15, model::rgb));
+    const std::string name(255, 'n');
+    EXPECT_EQ(iocache({"import", path("photo.png"), path(name)}).exit_code, 0);
+    EXPECT_EQ(iocache({"export", path(name), path(std::string(251, 'o') + ".png")}).exit_code, 0);
+    EXPECT_EQ(files().size(), 3U);
 }
 
 TEST_F(failure_test, output_that_nobody_can_take_is_a_failure)

@@ -55,6 +55,15 @@ TEST_F(interrupt_test, an_import_is_taken_back)
     }
 }
 
+// Killed, it takes nothing back: but what is left has another name, so that nobody takes it for the picture.
+TEST_F(interrupt_test, an_import_that_is_killed_leaves_no_canvas_of_that_name)
+{
+    write_large_image("photo.tif");
+    const outcome result = interrupt({"import", path("photo.tif"), path("canvas")}, "canvas", SIGKILL);
+    EXPECT_EQ(result.signal, SIGKILL);
+    EXPECT_FALSE(std::filesystem::exists(path("canvas")));
+}
+
 TEST_F(interrupt_test, a_replacement_is_taken_back_and_the_old_canvas_stays)
 {
     write_large_image("photo.tif");

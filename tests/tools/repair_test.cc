@@ -126,6 +126,48 @@ TEST_F(repair_test, several_broken_numbers_at_once_are_made_again)
     EXPECT_TRUE(read_bytes(path("canvas")) == sound_);
 }
 
+// Bounds, kind, sizes of tile and icon: all in the first sector, and all follow from others behind it.
+TEST_F(repair_test, first_sector_that_a_disk_has_lost_is_made_again)
+{
+    constexpr std::size_t sector = 512;
+    expect_all_pixels_back([](damaged_canvas& canvas) { canvas.fill(0, sector, 0); });
+    import("photo.png", {"--mask"});
+    sound_ = read_bytes(path("canvas"));
+    pixels_ = read_canvas(path("canvas"));
+    expect_all_pixels_back([](damaged_canvas& canvas) { canvas.fill(0, sector, 0); });
+}
+
+// With an offset of the grid nothing tells where the image begins.
+TEST_F(repair_test, bounds_that_nothing_tells_are_not_made_up)
+{
+    break_canvas([](damaged_canvas& canvas) { canvas.fill(0, 512, 0).put32(field::x_offset, 20); });
+    const outcome result = repair();
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_NE(result.out.find("cannot be repaired; nothing was changed"), std::string::npos) << result.out;
+    EXPECT_TRUE(read_bytes(path("canvas")) == broken_);
+}
+
+TEST_F(repair_test, what_hangs_behind_the_last_tile_is_cut_off)
+{
+    for (const std::size_t more : {1U, 1000U, 327'680U, 400'000U}) {
+        expect_all_pixels_back([&](damaged_canvas& canvas) { canvas.bytes.resize(canvas.bytes.size() + more, 'x'); });
+        EXPECT_TRUE(read_bytes(path("canvas")) == sound_);
+        EXPECT_EQ(repair().exit_code, 0) << "and there is nothing left to repair";
+    }
+}
+
+TEST_F(repair_test, sheet_takes_no_other_files_place)
+{
+    break_canvas([](damaged_canvas& canvas) { canvas.put32(field::width, 3); });
+    for (const char* const name : {"canvas", "photo.txt"}) {
+        if (name == std::string("photo.txt")) write_bytes(path(name), {1, 2, 3, 4, 5, 6, 7, 8, 9});
+        const std::vector<std::uint8_t> before = read_bytes(path(name));
+        EXPECT_EQ(repair({"--sheet", path(name)}).exit_code, 2) << name;
+        EXPECT_TRUE(read_bytes(path(name)) == before) << name;
+        EXPECT_TRUE(read_bytes(path("canvas")) == broken_);
+    }
+}
+
 TEST_F(repair_test, stale_images_and_margins_are_mended)
 {
     expect_all_pixels_back([](damaged_canvas& canvas) {

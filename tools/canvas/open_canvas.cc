@@ -8,6 +8,7 @@
 
 #include "tools/canvas/session.h"
 #include "tools/failure.h"
+#include "tools/file.h"
 #include "tools/reader/canvas_file.h"
 
 namespace iocache::tools {
@@ -17,6 +18,16 @@ namespace {
 constexpr std::int32_t too_many_pixels = -4;  // canvas_new's results
 constexpr std::int32_t file_exists = -20;
 constexpr std::int32_t other_tile_size = -96;  // canvas_old's result
+
+// Opening a file that was not closed completes it, and marks it as closed: not under the hands of another program.
+void check_unclosed(const std::string& path)
+{
+    if (!lock_file(path)) {
+        throw failure(exit_code::not_readable,
+                      path + ": another program has it open, and has changed it; close it there first");
+    }
+    fmt::print(stderr, "iocache: {}: it was not closed; its reduced image and icon are made again\n", path);
+}
 
 }  // namespace
 
@@ -47,6 +58,7 @@ open_canvas open_canvas::open(const std::string& path)
 {
     const canvas_file file(path);
     file.check_version();
+    if (file.header().dirty != 0) check_unclosed(path);
     forget_library_message();
     const std::int32_t number = canvas_old(path.c_str());
     if (number < 0) {

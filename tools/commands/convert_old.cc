@@ -206,7 +206,7 @@ public:
     {
         if (options.report.empty()) return;
         for (const std::string& path : options.files) refuse_same_file(path, options.report);
-        output_ = std::make_unique<output_file>(options.report, true, output_file::place::beside);
+        output_ = std::make_unique<output_file>(options.report, true);
         stream_ = open_stream(output_->working_path(), "wbe");
         output_->made();
     }

@@ -117,7 +117,7 @@ exit_code run_diff(const diff_options& options)
     if (!options.heat_map.empty()) {
         refuse_same_file(options.one, options.heat_map);
         refuse_same_file(options.other, options.heat_map);
-        output.emplace(options.heat_map, true, output_file::place::beside);
+        output.emplace(options.heat_map, true);
     }
     diff_result result;
     result.part = common_part(mine.map().bounds, its.map().bounds);

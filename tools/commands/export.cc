@@ -158,7 +158,7 @@ exit_code run_export(const export_options& options)
     statistics costs(options.run.statistics);
     const image_format format = format_of(options.image);
     refuse_same_file(options.canvas, options.image);
-    output_file output(options.image, options.force, output_file::place::beside);
+    output_file output(options.image, options.force);
     const session running(options.run.session);
     const open_canvas canvas = open_canvas::open(options.canvas);
     {

@@ -51,7 +51,7 @@ exit_code run_import(const import_options& options)
     const image_description& image = source->description();
     const converter colours(image, kind, colour_profile::from_file(options.colour.profile, colour_model::cmyk),
                             options.colour.intent);
-    output_file output(options.canvas, options.force, output_file::place::final_place);
+    output_file output(options.canvas, options.force);
 
     const session running(options.run.session);
     const picture_size size = turned(picture_size{image.width, image.height}, image.orientation);
@@ -73,6 +73,7 @@ exit_code run_import(const import_options& options)
         canvas.keep();
     }
     output.commit();
+    output.synchronise_name();
     costs.print();
     return exit_code::done;
 }

@@ -132,7 +132,7 @@ exit_code run_preview(const preview_options& options)
         throw CLI::ValidationError("OUT.png", "must end in .png: " + options.image);
     }
     refuse_same_file(options.canvas, options.image);
-    output_file output(options.image, options.force, output_file::place::beside);
+    output_file output(options.image, options.force);
     const session running(options.run.session);
     const open_canvas canvas = open_canvas::open(options.canvas);
     {

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include "tools/commands/commands.h"
+#include "tools/file.h"
+#include "tools/images/image_sink.h"
 #include "tools/output_file.h"
 #include "tools/repair/contact_sheet.h"
 #include "tools/repair/repair_plan.h"
@@ -55,7 +57,7 @@ exit_code print_result(const std::vector<finding>& left, const repair_plan& plan
 
 void write_sheet(const canvas_file& file, const repair_plan& plan, const std::string& path)
 {
-    output_file output(path, true, output_file::place::beside);
+    output_file output(path, true);
     output.made();
     write_contact_sheet(file, plan, output.working_path());
     output.commit();
@@ -64,6 +66,9 @@ void write_sheet(const canvas_file& file, const repair_plan& plan, const std::st
 
 exit_code run_repair(const repair_options& options)
 {
+    const std::string sheet = options.sheet.empty() ? options.canvas + ".unclear.png" : options.sheet;
+    refuse_same_file(options.canvas, sheet);
+    refuse_unless_png(sheet);
     const canvas_file file(options.canvas);
     const repair_plan plan =
         plan_repair(file, options.rebuild_table ? table_trust::none : table_trust::where_it_makes_sense);
@@ -77,9 +82,7 @@ exit_code run_repair(const repair_options& options)
         return exit_code::done;
     }
     if (options.dry_run) return exit_code::different;
-    if (!plan.unclear.empty()) {
-        write_sheet(file, plan, options.sheet.empty() ? options.canvas + ".unclear.png" : options.sheet);
-    }
+    if (!plan.unclear.empty()) { write_sheet(file, plan, sheet); }
     replacement_file copy(options.canvas);
     write_repaired(file, plan, copy);
     const std::vector<finding> left = verify(canvas_file(copy.working_path()), depth::full);

@@ -69,7 +69,7 @@ public:
     plane_writer(const separations_options& options, const std::string& path, sort kind, std::size_t ink = 0)
         : kind_(kind),
           ink_(ink),
-          output_(path, options.force, output_file::place::beside)
+          output_(path, options.force)
     {
         refuse_same_file(options.canvas, path);
     }

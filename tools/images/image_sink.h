@@ -48,6 +48,9 @@ private:
     tiff_file file_;
 };
 
+// For a PNG that replaces an older one without being asked to: throws `failure` when what is there is something else.
+void refuse_unless_png(const std::string& path);
+
 // A PNG in grey or RGB; RGB is marked as sRGB.
 class png_sink {
 public:

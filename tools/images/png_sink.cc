@@ -1,5 +1,8 @@
 // PNG files, written row by row.
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
 #include <new>
 
 #include <png.h>
@@ -19,6 +22,19 @@ constexpr int compression_level = 2;
 constexpr int row_filter = PNG_FILTER_SUB;
 
 }  // namespace
+
+void refuse_unless_png(const std::string& path)
+{
+    std::error_code problem;
+    if (!std::filesystem::exists(path, problem)) return;
+    constexpr std::size_t signature_bytes = 8;
+    std::array<std::uint8_t, signature_bytes> begin{};
+    const bool is_file = std::filesystem::is_regular_file(path, problem);
+    if (is_file && std::fread(begin.data(), begin.size(), 1, open_stream(path, "rbe").get()) == 1 &&
+        png_sig_cmp(begin.data(), 0, begin.size()) == 0)
+        return;
+    throw failure(exit_code::usage, path + ": is there already, and is no PNG; it is left alone");
+}
 
 struct png_sink::writer {
     std::string path;

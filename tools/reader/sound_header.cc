@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 
 #include "iocache/canvas/file_layout.h"
@@ -31,16 +32,21 @@ bool fits_field(std::int64_t value)
     return value >= 0 && value <= std::numeric_limits<std::int32_t>::max();
 }
 
-// Four places tell a picture from a mask.
+// Four places tell a picture from a mask. Three of them are 0 in a mask, and where a disk has lost a sector; so where they
+// stand against each other, the size of a tile decides, which is never 0.
 bool says_picture(const cv_header& found)
 {
-    const std::int64_t pixels = std::int64_t{found.tile_width} * found.tile_height;
-    int votes = 0;
+    const std::int64_t told = std::int64_t{found.tile_width} * found.tile_height;
+    const std::int64_t pixels = told > 0 ? told : std::int64_t{standard_tile} * standard_tile;
+    const int size_says = found.tile_bytes == pixels                             ? -1
+                          : found.tile_bytes == pixels * whole_pixel_bytes(true) ? 1
+                                                                                 : 0;
+    int votes = size_says;
     votes += found.image_kind != 0 ? 1 : -1;
     votes += found.reserved_022 != 0 ? 1 : -1;
     votes += found.ink_bytes != 0 && found.tqcms_bytes != 0 ? 1 : -1;
-    votes += found.tile_bytes == pixels ? -1 : found.tile_bytes == pixels * whole_pixel_bytes(true) ? 1 : 0;
-    return votes != 0 ? votes > 0 : found.image_kind != 0;
+    if (votes != 0) return votes > 0;
+    return size_says != 0 ? size_says > 0 : found.image_kind != 0;
 }
 
 void set_kind(cv_header& header, bool picture)
@@ -51,6 +57,28 @@ void set_kind(cv_header& header, bool picture)
     if ((header.reserved_022 != 0) != picture) header.reserved_022 = picture ? picture_mark : std::int16_t{0};
     header.ink_bytes = picture ? canvas::ink_bytes : 0;
     header.tqcms_bytes = picture ? canvas::tqcms_bytes : 0;
+}
+
+// All bounds and the count of tiles are 0, as where a disk has lost a sector, and the length says more than one pixel.
+bool bounds_are_lost(const cv_header& found)
+{
+    const auto is_zero = [](std::int16_t value) { return value == 0; };
+    const std::initializer_list<std::int16_t> lost = {
+        found.x_min,      found.x_max,      found.y_min,      found.y_max,        found.orig_x_min,
+        found.orig_x_max, found.orig_y_min, found.orig_y_max, found.tiles_across, found.tiles_down};
+    return std::ranges::all_of(lost, is_zero) && (found.width > 1 || found.height > 1);
+}
+
+// A grid without an offset begins at 0, and so does the image. One with an offset does not tell where.
+bool bring_bounds_back(cv_header& header)
+{
+    constexpr std::int32_t most = std::numeric_limits<std::int16_t>::max() + 1;
+    const auto is_length = [](std::int32_t length) { return length >= 1 && length <= most; };
+    if (header.x_offset != 0 || header.y_offset != 0 || !is_length(header.width) || !is_length(header.height))
+        return false;
+    header.x_max = header.orig_x_max = static_cast<std::int16_t>(header.width - 1);
+    header.y_max = header.orig_y_max = static_cast<std::int16_t>(header.height - 1);
+    return true;
 }
 
 // One direction: two pairs of bounds and a length. False when no two of them agree.
@@ -211,9 +239,10 @@ sound_header make_sound(const canvas_file& file)
     cv_header& header = sound.header;
     const bool picture = says_picture(found);
     set_kind(header, picture);
+    const bool are_there = !bounds_are_lost(found) || bring_bounds_back(header);
     const bool across = settle_bounds(header.x_min, header.x_max, header.orig_x_min, header.orig_x_max, header.width);
     const bool down = settle_bounds(header.y_min, header.y_max, header.orig_y_min, header.orig_y_max, header.height);
-    if (!across || !down) {
+    if (!are_there || !across || !down) {
         sound.state = header_state::no_bounds;
         return sound;
     }

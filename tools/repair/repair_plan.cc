@@ -69,11 +69,24 @@ private:
         return std::ranges::all_of(read_slot(file_, map_, slot), [](std::uint8_t byte) { return byte == 0; });
     }
 
+    // The file was closed, and every slot that it counts is there and is some tile's: nothing behind them was ever a tile.
+    [[nodiscard]] bool all_is_counted() const
+    {
+        if (plan_.header.dirty != 0 || counted_ < 0 || counted_ > whole_) return false;
+        std::vector<bool> is_named(static_cast<std::size_t>(counted_));
+        for (const std::int32_t slot : plan_.entries) {
+            if (slot == canvas::never_written) continue;
+            if (slot < 0 || slot >= counted_ || is_named[static_cast<std::size_t>(slot)]) return false;
+            is_named[static_cast<std::size_t>(slot)] = true;
+        }
+        return std::ranges::find(is_named, false) == is_named.end();
+    }
+
     // A slot is handed out before it is filled: one that is not counted and holds something was counted once.
     void count_slots()
     {
         slots_ = counted_ >= 0 ? std::min(counted_, begun_) : begun_;
-        std::int64_t filled = begun_;
+        std::int64_t filled = all_is_counted() ? slots_ : begun_;
         while (filled > slots_ && is_empty(filled - 1)) --filled;
         slots_ = filled;
         if (slots_ != counted_) step("count {} slots instead of {}", slots_, counted_);

@@ -39,9 +39,7 @@ failure write_failure(const std::string& path)
 
 }  // namespace
 
-replacement_file::replacement_file(const std::string& path)
-    : path_(without_links(path)),
-      output_(path_, true, output_file::place::beside)
+replacement_file::replacement_file(const std::string& path) : path_(without_links(path)), output_(path_, true)
 {
     struct stat old {};
     if (::stat(path_.c_str(), &old) != 0) throw system_failure(path_, "cannot read");
@@ -89,18 +87,11 @@ void replacement_file::synchronise()
     if (!file_.close()) throw write_failure(working_path());
 }
 
-void replacement_file::synchronise_folder() const
-{
-    const std::string folder = folder_of(path_);
-    const file_descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (opened.get() < 0 || ::fsync(opened.get()) != 0) throw system_failure(folder, "cannot synchronise");
-}
-
 void replacement_file::take_place()
 {
     synchronise();
     output_.commit();
-    synchronise_folder();
+    output_.synchronise_name();
 }
 
 std::string replacement_file::take_place_keeping(const std::string& ending)
@@ -111,9 +102,9 @@ std::string replacement_file::take_place_keeping(const std::string& ending)
         // A second name for the old content first, and on the disk: there is always a file under the first one, and
         // whatever is lost when the power goes, the old content has a name.
         if (::link(path_.c_str(), kept.c_str()) == 0) {
-            synchronise_folder();
+            output_.synchronise_name();
             output_.commit();
-            synchronise_folder();
+            output_.synchronise_name();
             return kept;
         }
         if (errno != EEXIST) return keep_by_exchange(kept);
@@ -135,7 +126,7 @@ std::string replacement_file::keep_by_exchange(const std::string& kept)
         errno = reason;
         throw system_failure(kept, "cannot keep the old file");
     }
-    synchronise_folder();
+    output_.synchronise_name();
     return kept;
 }
 

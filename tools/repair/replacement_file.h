@@ -36,7 +36,6 @@ private:
     file_descriptor file_;
 
     void synchronise();
-    void synchronise_folder() const;
     [[nodiscard]] std::string keep_by_exchange(const std::string& kept);
 };
 

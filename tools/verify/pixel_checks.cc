@@ -117,7 +117,8 @@ private:
                  different);
         } else {
             tell(weight::damage, "reduced-stale", pixels + " differ from the tiles",
-                 "The small view does not show the image as it is. The image itself is not touched by this.",
+                 "Either a program painted and left the small view as it was: then the image is right. Or tiles were "
+                 "damaged since: then `iocache export --region` of such a place shows it.",
                  different);
         }
     }
