@@ -6,7 +6,7 @@
  *
  *   cc minimal_host.c $(pkg-config --cflags --libs iocache_host iocache) -o minimal_host
  *
- * A host is five lines, numbered below; everything else is what this program does with its canvas.
+ * What a host has to do is numbered below; everything else is what this program does with its canvas.
  */
 #include <iocache/iocache.h>
 #include <iocache/iocache_host.h>
@@ -49,6 +49,18 @@ static int store_and_check(int32_t canvas)
     return memcmp(&stored, &read, sizeof stored) == 0;
 }
 
+/* For those who show files in lists: a small copy of the picture and an icon. The library makes those of the current
+ * picture, when it is told to: a program that paints knows when it has time for them. */
+static void make_small_images(int32_t canvas)
+{
+    current_canvas = canvas;
+    current_cp = canvastable[canvas];
+    canvas_make_tables(canvas);   /* which columns and rows are copied */
+    cv_resample_picture();        /* from the tiles to cv_visu_pic, and to the file */
+    cv_make_pic_icon(current_cp); /* from cv_visu_pic */
+    cv_write_icon(canvas);
+}
+
 int main(int argument_count, char** arguments)
 {
     if (argument_count != 2) {
@@ -70,12 +82,15 @@ int main(int argument_count, char** arguments)
     if (canvas >= 0) {
         same = store_and_check(canvas);
 
-        /* 4. A new canvas is deleted when it is closed, unless it is marked to be kept. */
+        /* 4. Its small images; without this they stay empty. */
+        make_small_images(canvas);
+
+        /* 5. A new canvas is deleted when it is closed, unless it is marked to be kept. */
         cv_mark_canvas_save(canvas);
         canvas_close(canvas);
     }
 
-    /* 5. The end: closes what is still open, ends workers and cache process. */
+    /* 6. The end: closes what is still open, ends workers and cache process. */
     cv_master_exit();
 
     if (!same) return 1;

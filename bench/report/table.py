@@ -21,6 +21,14 @@ def show(series: Series | None) -> str:
     return "–" if series is None else f"{number(series.median)} {series.unit}"
 
 
+def show_pair(pair: list[Series | None]) -> str:
+    """Of the in-line run and of the process run, which each have their own."""
+    found = [series for series in pair if series is not None]
+    if not found:
+        return "–"
+    return " / ".join("–" if series is None else number(series.median) for series in pair) + f" {found[0].unit}"
+
+
 def ratio(one: Series | None, other: Series | None) -> float | None:
     return None if one is None or other is None else one.median / other.median
 
@@ -87,8 +95,7 @@ def workload_row(results: Results, goal: Goal) -> str | None:
     if all(series is None for series in own.values()):
         return None
     cells = [goal.workload, goal.what]
-    limit = results.get(goal.workload, "in-line", goal.limit_series)
-    cells.append(show(limit))
+    cells.append(show_pair([results.get(goal.workload, mode, goal.limit_series) for mode in MODES]))
     peer = best_peer(results, goal)
     cells.append(f"{show(peer[1])} ({peer[0]})" if peer else "–")
     for mode in MODES:
@@ -104,7 +111,7 @@ def workload_row(results: Results, goal: Goal) -> str | None:
 
 
 def workload_table(results: Results) -> list[str]:
-    head = ["", "what", "limit", "best peer", "in-line", "of limit", "process", "of limit", "goal", "met (in-line / process)"]
+    head = ["", "what", "limit (in-line run / process run)", "best peer", "in-line", "of limit", "process", "of limit", "goal", "met (in-line / process)"]
     lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
     return lines + [row for goal in GOALS if (row := workload_row(results, goal))]
 
@@ -159,8 +166,9 @@ def page(results: Results, plots: bool) -> str:
             "differ; the cache has 2 GiB where the region is in memory and 256 MiB elsewhere. *In-line* serves requests "
             "in the caller, *process* in the cache process.", "",
             f"Measured on {machine.get('processor', 'an unknown processor')}, {machine.get('processors', '?')} "
-            f"processors, {machine.get('memory_gib', '?')} GiB, Linux {machine.get('kernel', '?')}, "
-            f"{machine.get('compiler', '?')}; load before the run {machine.get('load', '?')}. Cold means that the "
+            f"processors, {machine.get('memory_gib', '?')} GiB, Linux {machine.get('kernel', '?').split('-')[0]}, "
+            f"{machine.get('compiler', '?')}; load before the run, of work that was stopped for it, {machine.get('load', '?')}. "
+            "Each mode is a run of its own, with a limit of its own. Cold means that the "
             "file's pages were dropped from the page cache; what a hypervisor keeps stays there.", "",
             "## Workloads", "", *workload_table(results), "",
             "What a limit is: " + "; ".join(f"{goal.workload} {goal.limit_text}" for goal in GOALS
