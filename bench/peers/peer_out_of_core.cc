@@ -27,7 +27,7 @@ void peer_bench::read_all_rows()
         return time_rows(wanted_.side);
     };
     found_.add(measure_in_turn({{"library", warm}}, wanted_.runs, rate(wanted_.side)));
-    found_.add(measure_in_turn({{"library, cold", cold}}, wanted_.runs, rate(wanted_.side)));
+    found_.add(measure_in_turn({{"library, cold", cold}}, wanted_.runs * runs_of_a_disk, rate(wanted_.side)));
 }
 
 void peer_bench::write_all_rows()

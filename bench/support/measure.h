@@ -55,6 +55,9 @@ struct contender {
     std::function<double()> run;  // does the workload once and tells its seconds; what else it does is not counted
 };
 
+// A disk's speed moves far more from run to run than a memory's: so many times as many runs where it counts.
+inline constexpr int runs_of_a_disk = 3;
+
 std::vector<series> measure_in_turn(const std::vector<contender>& contenders, int runs, const unit& terms);
 
 }  // namespace iocache_bench

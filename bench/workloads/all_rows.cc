@@ -144,7 +144,7 @@ void read_all_rows(const options& wanted, report& found)
     found.add(measure_in_turn({{"library, cold", [&] { return cold(by_library); }},
                                {"limit, cold", [&] { return cold(one_thread); }},
                                {"limit, two threads, cold", [&] { return cold(two_threads); }}},
-                              wanted.runs, terms));
+                              wanted.runs * runs_of_a_disk, terms));
     found.pixels_are_right = found.pixels_are_right &&
                              pixels.has(0, side - 1, side, buffer.colour.data(), buffer.alpha.data()) &&
                              pixels.has(0, side - 1, side, bare.pixels.colour.data(), bare.pixels.alpha.data());
