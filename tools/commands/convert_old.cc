@@ -207,7 +207,7 @@ public:
         if (options.report.empty()) return;
         for (const std::string& path : options.files) refuse_same_file(path, options.report);
         output_ = std::make_unique<output_file>(options.report, true, output_file::place::beside);
-        stream_ = open_stream(output_->working_path(), "wbe");
+        stream_ = create_stream(output_->working_path());
         output_->made();
     }
     void write(const std::vector<json>& results)

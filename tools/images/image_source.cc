@@ -49,7 +49,7 @@ std::unique_ptr<image_source> open_image(const std::string& path, const open_ima
 {
     signature bytes{};
     {
-        const file_stream file = open_stream(path, "rbe");
+        const file_stream file = open_input(path);
         // A shorter file leaves zeros, which no signature ends in.
         if (std::fread(bytes.data(), 1, bytes.size(), file.get()) == 0 && std::ferror(file.get()) != 0) {
             throw system_failure(path, "cannot read");

@@ -27,7 +27,7 @@ struct png_sink::writer {
     png_structp png = nullptr;
     png_infop info = nullptr;
 
-    explicit writer(const std::string& where) : path(where), file(open_stream(where, "wbe"))
+    explicit writer(const std::string& where) : path(where), file(create_stream(where))
     {
         png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &failure_reports, png_failure::leave, png_failure::ignore);
         if (png == nullptr) throw std::bad_alloc();
