@@ -153,6 +153,26 @@ TEST_F(diff_test, the_heat_map_shows_where)
     EXPECT_EQ(iocache({"diff", path("canvas"), path("other"), "--heat-map", path("canvas")}).exit_code, 2);
 }
 
+TEST_F(diff_test, files_that_cannot_be_read_are_told_in_json_too)
+{
+    const outcome result = iocache({"diff", "--json", path("canvas"), path("missing\xFF")});
+    EXPECT_EQ(result.exit_code, 3);
+    const json report = json::parse(result.out);
+    EXPECT_EQ(report["files"][0], path("canvas"));
+    EXPECT_EQ(report["exit_code"], 3);
+    EXPECT_NE(report["error"].get<std::string>().find("cannot open"), std::string::npos);
+    EXPECT_NE(result.err.find("cannot open"), std::string::npos);
+}
+
+TEST_F(diff_test, texts_of_the_header_do_not_steer_the_terminal)
+{
+    damaged_canvas other(path("other"));
+    other.bytes[0x636] = 0x1B;
+    write_bytes(path("other"), other.bytes);
+    const std::string text = iocache({"diff", path("canvas"), path("other")}).out;
+    EXPECT_NE(text.find("against \\x1b"), std::string::npos) << text;
+}
+
 TEST_F(diff_test, damaged_files_are_refused)
 {
     write_bytes(path("other"), damaged_canvas(path("other")).put32(field::tiles_written, 77).bytes);
