@@ -29,6 +29,7 @@ int tell(exit_code code, const std::string& message)
 int run(const action& chosen)
 {
     note_interrupts();
+    let_oversized_writes_fail();
     int result = 0;
     try {
         result = static_cast<int>(chosen());

@@ -45,7 +45,7 @@ protected:
 TEST_F(interrupt_test, an_import_is_taken_back)
 {
     write_large_image("photo.tif");
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGXCPU}) {
         for (const auto& mode : {process_mode(), in_line_mode()}) {
             const outcome result = interrupt(
                 std::vector<std::string>{"import", path("photo.tif"), path("canvas")} + mode, "canvas", signal);
