@@ -27,10 +27,17 @@ failure::failure(exit_code code, const std::string& message)
       code_(code)
 {}
 
+bool is_no_room(int error)
+{
+    return error == ENOSPC || error == EDQUOT || error == EFBIG;
+}
+
 failure system_failure(const std::string& path, const std::string& what)
 {
-    const std::string reason = std::generic_category().message(errno);
-    return {exit_code::not_readable, fmt::format("{}: {}: {}", path, what, reason)};
+    const int error = errno;
+    const exit_code code = is_no_room(error) ? exit_code::no_room : exit_code::not_readable;
+    const std::string reason = std::generic_category().message(error);
+    return {code, fmt::format("{}: {}: {}", path, what, reason)};
 }
 
 }  // namespace iocache::tools

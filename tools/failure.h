@@ -27,6 +27,10 @@ private:
     exit_code code_;
 };
 
+// Whether this error of the system says that there is no room for what is to be written: on the disk, in someone's
+// share of it, or within the limit for the size of a file.
+[[nodiscard]] bool is_no_room(int error);
+
 // "PATH: REASON", the reason being the system's for errno as it stands.
 [[nodiscard]] failure system_failure(const std::string& path, const std::string& what);
 

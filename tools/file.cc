@@ -16,9 +16,18 @@
 
 namespace iocache::tools {
 
-file_stream open_stream(const std::string& path, const char* mode)
+file_stream open_input(const std::string& path)
 {
-    file_stream stream(std::fopen(path.c_str(), mode));
+    file_descriptor file = open_for_reading(path);
+    file_stream stream(::fdopen(file.get(), "rb"));
+    if (!stream) throw system_failure(path, "cannot open");
+    static_cast<void>(file.release());  // the stream closes it
+    return stream;
+}
+
+file_stream create_stream(const std::string& path)
+{
+    file_stream stream(std::fopen(path.c_str(), "wbe"));
     if (!stream) throw system_failure(path, "cannot open");
     return stream;
 }
@@ -38,22 +47,33 @@ file_descriptor::~file_descriptor()
     close();
 }
 
-bool file_descriptor::close()
+int file_descriptor::release()
 {
     const int descriptor = descriptor_;
     descriptor_ = -1;
+    return descriptor;
+}
+
+bool file_descriptor::close()
+{
+    const int descriptor = release();
     return descriptor < 0 || ::close(descriptor) == 0;
 }
 
 file_descriptor open_for_reading(const std::string& path)
 {
-    file_descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // Opening a pipe would otherwise wait for someone who writes to it.
+    file_descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.get() < 0) throw system_failure(path, "cannot open");
     struct stat status {};
     if (fstat(file.get(), &status) != 0) throw system_failure(path, "cannot read");
     if (S_ISDIR(status.st_mode)) {
         errno = EISDIR;
         throw system_failure(path, "cannot open");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw failure(exit_code::not_readable,
+                      path + ": not a regular file: pipes and devices are not supported as input");
     }
     return file;
 }

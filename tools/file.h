@@ -14,8 +14,9 @@ struct stream_closer {
 };
 using file_stream = std::unique_ptr<std::FILE, stream_closer>;
 
-// Opens a stream as fopen does; throws `failure` when it cannot.
-[[nodiscard]] file_stream open_stream(const std::string& path, const char* mode);
+// Open a file as a stream of bytes: one that is there, as open_for_reading does, or a new one in place of what is there.
+[[nodiscard]] file_stream open_input(const std::string& path);
+[[nodiscard]] file_stream create_stream(const std::string& path);
 
 // A descriptor that closes itself.
 class file_descriptor {
@@ -29,6 +30,8 @@ public:
     ~file_descriptor();
 
     [[nodiscard]] int get() const { return descriptor_; }
+    // Hands it over to someone else who closes it.
+    [[nodiscard]] int release();
     // Closes now; false when the system reports that something was not written.
     bool close();
 
@@ -36,7 +39,8 @@ private:
     int descriptor_ = -1;
 };
 
-// Opens for reading; throws `failure` when it cannot, also for a folder.
+// Opens a regular file for reading and never waits; throws `failure` when it cannot, and for everything that is none:
+// pipes and devices may have no end, and nothing can be read from them twice.
 [[nodiscard]] file_descriptor open_for_reading(const std::string& path);
 
 // Opens a file with a lock on it, which programs that have a canvas open hold as well. Nothing when one does. A file that

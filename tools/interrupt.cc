@@ -17,7 +17,7 @@ void note(int signal)
     noted_signal.store(signal, std::memory_order_relaxed);
 }
 
-constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP, SIGXCPU};
 
 }  // namespace
 
@@ -38,6 +38,11 @@ void take_interrupts(void (*handler)(int signal))
         // What the caller chose to ignore (nohup) stays ignored.
         if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
     }
+}
+
+void let_oversized_writes_fail()
+{
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void check_interrupt()

@@ -9,11 +9,15 @@ struct interrupted {
     int signal;
 };
 
-// From now on SIGINT, SIGTERM and SIGHUP are noted instead of ending the process.
+// From now on SIGINT, SIGTERM, SIGHUP and SIGXCPU (the time granted is used up) are noted instead of ending the process.
 void note_interrupts();
 
 // From now on they call this function instead, which may only do what a signal handler may.
 void take_interrupts(void (*handler)(int signal));
+
+// From now on a write beyond the limit for the size of a file fails, as one to a full disk does, instead of ending the
+// process with what it has half made.
+void let_oversized_writes_fail();
 
 // Throws `interrupted` when one of them has come.
 void check_interrupt();

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -26,9 +28,30 @@ int tell(exit_code code, const std::string& message)
     return static_cast<int>(code);
 }
 
+// Why the command line makes no sense: a word in the place of the command is the better reason than that none is there.
+std::string reason_of(const CLI::App& app, const CLI::ParseError& problem)
+{
+    const std::vector<std::string> unknown = app.remaining();
+    const bool names_a_command = !unknown.empty() && !unknown.front().starts_with('-');
+    if (!app.get_subcommands().empty() || !names_a_command) return problem.what();
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    return fmt::format("there is no command '{}', only {}", unknown.front(), fmt::join(names, ", "));
+}
+
+int tell_usage(const CLI::App& app, const CLI::ParseError& problem)
+{
+    const std::vector<CLI::App*> commands = app.get_subcommands();
+    const std::string command = commands.empty() ? "" : commands.front()->get_name() + " ";
+    return tell(exit_code::usage, fmt::format("{} (iocache {}--help tells more)", reason_of(app, problem), command));
+}
+
 int run(const action& chosen)
 {
     note_interrupts();
+    let_oversized_writes_fail();
     int result = 0;
     try {
         result = static_cast<int>(chosen());
@@ -71,7 +94,8 @@ int parse_and_run(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {
-        return app.exit(problem) == 0 ? 0 : static_cast<int>(exit_code::usage);
+        if (problem.get_exit_code() == 0) return app.exit(problem);  // --help and --version
+        return tell_usage(app, problem);
     }
     return run(chosen);
 }

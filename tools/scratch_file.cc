@@ -36,7 +36,7 @@ scratch_file::scratch_file(const std::string& folder, std::size_t bytes) : file_
 {
     if (const int error = ::posix_fallocate(file_.get(), 0, static_cast<off_t>(bytes)); error != 0) {
         errno = error;
-        if (error == ENOSPC || error == EFBIG || error == EDQUOT) {
+        if (is_no_room(error)) {
             throw failure(
                 exit_code::no_room,
                 fmt::format("{}: would not fit: decoding this image needs {} bytes of temporary room", folder, bytes));

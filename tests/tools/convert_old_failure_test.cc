@@ -47,7 +47,9 @@ TEST_F(convert_old_failure_test, other_files_are_not_recognised)
     write_png(path("a.png"), make_image(300, 300, model::rgb));
     write_jpeg(path("a.jpg"), make_image(300, 300, model::rgb));
     write_tiff(path("a.tif"), make_image(300, 300, model::rgb));
-    for (const char* const name : {"a.png", "a.jpg", "a.tif"}) expect_refusal(name, 4, "not an old file");
+    expect_refusal("a.png", 4, "not an old file: it is a PNG image, of which `iocache import` makes a canvas");
+    expect_refusal("a.jpg", 4, "not an old file: it is a JPEG image");
+    expect_refusal("a.tif", 4, "not an old file: it is a TIFF image");
 }
 
 TEST_F(convert_old_failure_test, length_must_be_exact)

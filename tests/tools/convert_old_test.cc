@@ -221,6 +221,10 @@ TEST_F(convert_old_test, command_line)
     EXPECT_EQ(iocache({"convert-old"}).exit_code, 2);
     EXPECT_EQ(convert({"old"}, {"--jobs", "0"}).exit_code, 2);
     EXPECT_EQ(convert({"old"}, {"--report", path("old")}).exit_code, 2);
+    write_bytes(path("letter"), {'D', 'e', 'a', 'r'});
+    EXPECT_EQ(convert({"old"}, {"--report", path("letter")}).exit_code, 2);
+    EXPECT_EQ(read_bytes(path("letter")), (std::vector<std::uint8_t>{'D', 'e', 'a', 'r'}));
+    std::filesystem::remove(path("letter"));
     EXPECT_EQ(convert({"old"}, {"--report", path("nowhere/report.json")}).exit_code, 3);
     const outcome help = iocache({"convert-old", "--help"});
     EXPECT_EQ(help.exit_code, 0);

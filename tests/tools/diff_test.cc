@@ -151,6 +151,30 @@ TEST_F(diff_test, the_heat_map_shows_where)
         ASSERT_EQ(heat.colour[at] != 0, is_changed) << at;
     }
     EXPECT_EQ(iocache({"diff", path("canvas"), path("other"), "--heat-map", path("canvas")}).exit_code, 2);
+    const std::vector<std::uint8_t> letter{'D', 'e', 'a', 'r', ' ', 'A', 'd', 'a', ','};
+    write_bytes(path("letter"), letter);
+    EXPECT_EQ(iocache({"diff", path("canvas"), path("other"), "--heat-map", path("letter")}).exit_code, 2);
+    EXPECT_EQ(read_bytes(path("letter")), letter) << "an older image is replaced, and nothing else";
+}
+
+TEST_F(diff_test, files_that_cannot_be_read_are_told_in_json_too)
+{
+    const outcome result = iocache({"diff", "--json", path("canvas"), path("missing\xFF")});
+    EXPECT_EQ(result.exit_code, 3);
+    const json report = json::parse(result.out);
+    EXPECT_EQ(report["files"][0], path("canvas"));
+    EXPECT_EQ(report["exit_code"], 3);
+    EXPECT_NE(report["error"].get<std::string>().find("cannot open"), std::string::npos);
+    EXPECT_NE(result.err.find("cannot open"), std::string::npos);
+}
+
+TEST_F(diff_test, texts_of_the_header_do_not_steer_the_terminal)
+{
+    damaged_canvas other(path("other"));
+    other.bytes[0x636] = 0x1B;
+    write_bytes(path("other"), other.bytes);
+    const std::string text = iocache({"diff", path("canvas"), path("other")}).out;
+    EXPECT_NE(text.find("against \\x1b"), std::string::npos) << text;
 }
 
 TEST_F(diff_test, damaged_files_are_refused)

@@ -14,6 +14,7 @@ protected:
         const outcome result = iocache(arguments);
         EXPECT_EQ(result.exit_code, exit_code) << result.signal << result.err;
         EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
+        EXPECT_TRUE(result.err.starts_with("iocache: ")) << result.err;
         EXPECT_EQ(files(), before);
     }
 
@@ -28,14 +29,23 @@ TEST_F(failure_test, senseless_command_lines_are_told_by_code_2)
 {
     make_canvas();
     expect_failure({}, 2, "");
-    expect_failure({"paint"}, 2, "");
+    expect_failure({"paint"}, 2, "iocache: there is no command 'paint', only import, export, info, compare");
     expect_failure({"import"}, 2, "PHOTO");
     expect_failure({"import", path("photo.png")}, 2, "CANVAS");
     expect_failure({"import", path("photo.png"), path("new"), "--cache", "much"}, 2, "--cache");
     expect_failure({"import", path("photo.png"), path("new"), "--cache", "1k"}, 2, "--cache");
     expect_failure({"import", path("photo.png"), path("new"), "--workers", "0"}, 2, "--workers");
-    expect_failure({"import", path("photo.png"), path("new"), "--intent", "bad"}, 2, "--intent");
+    expect_failure({"import", path("photo.png"), path("new"), "--intent", "bad"}, 2,
+                   "iocache: --intent: 'bad' is none of perceptual, relative, saturation, absolute (iocache import");
+    expect_failure({"import", path("photo.png"), path("new"), "--cmyk-jpeg", "bad"}, 2, "none of auto, ink, inverted");
+    expect_failure({"info", path("canvas"), "--paint"}, 2, "--paint");
     expect_failure({"export", path("canvas"), path("new.bmp")}, 2, ".tif, .tiff or .png");
+    expect_failure({"export", path("canvas"), path("new.tif"), "--compress", "zip"}, 2, "none of none, lzw, deflate");
+    expect_failure({"export", path("canvas"), path("new.png"), "--compress", "lzw"}, 2, "--compress: is for TIFF only");
+    for (const char* const command : {"export", "preview"}) {
+        expect_failure({command, path("canvas"), path("new.png"), "--region", "0,0,9,9", "--region", "1,1,9,9"}, 2,
+                       "--region: may be given once only");
+    }
     for (const char* const region : {"1,2,3", "1,2,3,4,5", "0,0,0,1", "a,b,c,d", "1,2,3,99999999999"}) {
         expect_failure({"export", path("canvas"), path("new.png"), "--region", region}, 2, "--region");
     }
@@ -207,7 +217,7 @@ TEST_F(failure_test, a_write_that_fails_half_way_leaves_nothing)
         const outcome result =
             run(limited + std::vector<std::string>{"import", path("photo.png"), path("new"), "--cache", "2M"} +
                 (mode.back() == "--in-line" ? std::vector<std::string>{"--in-line"} : std::vector<std::string>{}));
-        EXPECT_TRUE(result.exit_code == 3 || result.exit_code == 5) << result.exit_code << " " << result.signal;
+        EXPECT_EQ(result.exit_code, 5) << result.signal << result.err;
         EXPECT_NE(result.err.find("new: "), std::string::npos) << result.err;
         EXPECT_EQ(result.err.find("partial"), std::string::npos) << result.err;
         EXPECT_EQ(result.out, "");
@@ -216,7 +226,7 @@ TEST_F(failure_test, a_write_that_fails_half_way_leaves_nothing)
     import("photo.png", process_mode());
     for (const char* const name : {"new.tif", "new.png"}) {
         const outcome result = run(limited + std::vector<std::string>{"export", path("canvas"), path(name)});
-        EXPECT_EQ(result.exit_code, 3) << result.signal << result.err;
+        EXPECT_EQ(result.exit_code, 5) << result.signal << result.err;
         EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
         EXPECT_EQ(files(), (std::vector<std::string>{"canvas", "photo.png"}));
     }

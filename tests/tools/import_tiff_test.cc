@@ -304,6 +304,20 @@ TEST_F(import_tiff_detail, masks_take_grey_as_it_stands_and_make_grey_of_colours
     }
 }
 
+TEST_F(import_tiff_detail, images_behind_the_first_are_not_passed_over_in_silence)
+{
+    const image source = make_image(90, 60, model::rgb);
+    write_tiff(path("photo.tif"), source);
+    tiff_options behind;
+    behind.mode = "a";
+    write_tiff(path("photo.tif"), make_image(30, 20, model::grey), behind);
+    const outcome result = iocache({"import", path("photo.tif"), path("canvas")});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.err,
+              "iocache: " + path("photo.tif") + ": the file holds several images; only the first is taken\n");
+    EXPECT_EQ(first_difference(read_canvas(path("canvas")).colour, expected(source).colour), "");
+}
+
 TEST_F(import_tiff_detail, jpeg_inside_tiff_is_decoded)
 {
     // Smooth, so that two decoders of the same data agree.

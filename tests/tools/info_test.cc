@@ -91,8 +91,47 @@ TEST_F(info_test, several_files_are_shown_and_a_bad_one_does_not_hide_the_others
     write_bytes(path("text"), {'h', 'e', 'l', 'l', 'o'});
     const outcome result = iocache({"info", "--json", path("canvas"), path("text"), path("canvas")});
     EXPECT_EQ(result.exit_code, 4);
-    EXPECT_EQ(json::parse(result.out).size(), 2U);
+    const json all = json::parse(result.out);
+    ASSERT_EQ(all.size(), 3U);
+    EXPECT_EQ(all[0]["kind"], "picture");
+    EXPECT_EQ(all[1]["file"], path("text"));
+    EXPECT_EQ(all[1]["error"], path("text") + ": not a canvas");
+    EXPECT_EQ(all[1]["exit_code"], 4);
+    EXPECT_EQ(all[2]["kind"], "picture");
     EXPECT_NE(result.err.find("not a canvas"), std::string::npos);
+}
+
+TEST_F(info_test, files_of_any_name_are_reported)
+{
+    const std::string name = path("\xFF\"\n\\\x1B");
+    std::filesystem::copy_file(path("canvas"), name);
+    const outcome result = iocache({"info", "--json", name, name + "missing"});
+    EXPECT_EQ(result.exit_code, 3);
+    const json all = json::parse(result.out);
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_EQ(all[0]["kind"], "picture");
+    EXPECT_EQ(all[1]["exit_code"], 3);
+    EXPECT_TRUE(all[1]["file"].get<std::string>().ends_with("missing"));
+}
+
+TEST_F(info_test, texts_of_the_header_do_not_steer_the_terminal)
+{
+    constexpr std::size_t machine_at = 0x1E4;
+    constexpr std::size_t user_at = 0x238;
+    constexpr std::size_t text_bytes = 32;
+    const auto put = [&](std::size_t at, const std::string& text) {
+        std::vector<std::uint8_t> bytes = read_bytes(path("canvas"));
+        for (std::size_t i = 0; i < text_bytes; ++i) {
+            bytes.at(at + i) = i < text.size() ? static_cast<std::uint8_t>(text[i]) : 0;
+        }
+        write_bytes(path("canvas"), bytes);
+    };
+    put(user_at, "J\xC3\xBCrg\x1B[2J\n\x7F\xC2\x9B");
+    put(machine_at, "");
+    const outcome result = iocache({"info", path("canvas")});
+    EXPECT_EQ(result.exit_code, 0) << result.err;
+    EXPECT_NE(result.out.find(" by J\xC3\xBCrg\\x1b[2J\\x0a\\x7f\\xc2\\x9b on unknown, "), std::string::npos)
+        << result.out;
 }
 
 TEST_F(info_test, damage_is_named)

@@ -235,7 +235,13 @@ TEST_F(verify_test, what_is_no_canvas_is_refused_and_does_not_hide_the_others)
     write_bytes(path("text"), {'h', 'e', 'l', 'l', 'o'});
     const outcome result = iocache({"verify", "--json", path("text"), path("canvas"), path("missing")});
     EXPECT_EQ(result.exit_code, 4);
-    EXPECT_EQ(json::parse(result.out).size(), 1U);
+    const json all = json::parse(result.out);
+    ASSERT_EQ(all.size(), 3U);
+    EXPECT_EQ(all[0]["file"], path("text"));
+    EXPECT_EQ(all[0]["error"], path("text") + ": not a canvas");
+    EXPECT_EQ(all[0]["exit_code"], 4);
+    EXPECT_EQ(all[1]["damaged"], false);
+    EXPECT_EQ(all[2]["exit_code"], 3);
     EXPECT_NE(result.err.find("not a canvas"), std::string::npos);
     EXPECT_EQ(iocache({"verify", path("text")}).exit_code, 4);
     EXPECT_EQ(iocache({"verify", path("missing")}).exit_code, 3);

@@ -3,6 +3,7 @@
 #include "tools/canvas/open_canvas.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <fmt/format.h>
 
@@ -42,6 +43,7 @@ failure library_failure(const std::string& path, const std::string& what)
 open_canvas open_canvas::create(const std::string& path, canvas_kind kind, std::int32_t width, std::int32_t height)
 {
     forget_library_message();
+    errno = 0;
     const std::int32_t number =
         canvas_new(path.c_str(), static_cast<std::int32_t>(kind), 0, 0, width - 1, height - 1, 0, 0);
     if (number == file_exists) throw failure(exit_code::not_readable, path + ": the file exists already");
@@ -50,6 +52,8 @@ open_canvas open_canvas::create(const std::string& path, canvas_kind kind, std::
             exit_code::no_room,
             fmt::format("{}: would not fit: {} x {} pixels are more than a canvas can have", path, width, height));
     }
+    // The library says which part could not be written, the system why.
+    if (number < 0 && is_no_room(errno)) throw system_failure(path, "cannot make a canvas");
     if (number < 0) throw library_failure(path, "cannot make a canvas");
     return {number, path};
 }

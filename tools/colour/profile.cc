@@ -46,15 +46,12 @@ const char* name_of(colour_model model)
 
 std::vector<std::uint8_t> read_whole(const std::string& path)
 {
-    const file_descriptor checked = open_for_reading(path);
-    if (static_cast<std::size_t>(file_bytes(checked, path)) > largest_profile) {
-        throw failure(exit_code::unsupported, path + ": not a colour profile");
-    }
-    const file_stream file = open_stream(path, "rbe");
+    const file_stream file = open_input(path);
     std::vector<std::uint8_t> bytes;
     std::array<std::uint8_t, 65536> piece{};
     while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file.get())) {
         bytes.insert(bytes.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+        if (bytes.size() > largest_profile) throw failure(exit_code::unsupported, path + ": not a colour profile");
     }
     if (std::ferror(file.get()) != 0) throw system_failure(path, "cannot read");
     return bytes;

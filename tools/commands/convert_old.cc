@@ -2,14 +2,15 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include <sys/wait.h>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/file_reports.h"
 #include "tools/commands/options.h"
 #include "tools/file.h"
 #include "tools/interrupt.h"
@@ -21,8 +22,6 @@ namespace iocache::tools {
 
 namespace {
 
-using json = nlohmann::ordered_json;
-
 struct convert_old_options {
     std::vector<std::string> files;
     std::size_t jobs = 1;
@@ -31,12 +30,6 @@ struct convert_old_options {
     std::string report;
     run_options run;
 };
-
-std::string text_of(const json& value)
-{
-    // Names of files need not be UTF-8; what is not is replaced.
-    return value.dump(2, ' ', false, json::error_handler_t::replace);
-}
 
 json describe(const std::string& path, const conversion_plan& plan, const char* status)
 {
@@ -61,15 +54,9 @@ json describe_failure(const std::string& path, exit_code code, const std::string
 // Whatever goes wrong with one file is a result like any other.
 template <class Work> json guarded(const std::string& path, const Work& work)
 {
-    try {
-        return work();
-    } catch (const failure& problem) {
-        return describe_failure(path, problem.code(), problem.what());
-    } catch (const std::bad_alloc&) {
-        return describe_failure(path, exit_code::no_room, path + ": would not fit: there is not enough memory");
-    } catch (const std::exception& problem) {
-        return describe_failure(path, exit_code::not_readable, path + ": " + problem.what());
-    }
+    json result;
+    const std::optional<failure> problem = attempt(path, [&] { result = work(); });
+    return problem ? describe_failure(path, problem->code(), problem->what()) : result;
 }
 
 conversion_options options_of(const convert_old_options& options)
@@ -199,6 +186,14 @@ std::vector<std::string> different_files(const std::vector<std::string>& files)
     return different;
 }
 
+// An older report is replaced, and nothing else.
+void refuse_unless_report(const std::string& path)
+{
+    std::error_code problem;
+    if (!std::filesystem::exists(path, problem) || std::fgetc(open_input(path).get()) == '[') return;
+    throw failure(exit_code::usage, path + ": is there already, and is no report; it is left alone");
+}
+
 // The report is opened before any file is touched, and complete when it gets its name.
 class report_file {
 public:
@@ -206,8 +201,9 @@ public:
     {
         if (options.report.empty()) return;
         for (const std::string& path : options.files) refuse_same_file(path, options.report);
+        refuse_unless_report(options.report);
         output_ = std::make_unique<output_file>(options.report, true);
-        stream_ = open_stream(output_->working_path(), "wbe");
+        stream_ = create_stream(output_->working_path());
         output_->made();
     }
     void write(const std::vector<json>& results)

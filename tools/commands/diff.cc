@@ -4,14 +4,16 @@
 #include <optional>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "tools/canvas/pixel_differences.h"
 #include "tools/commands/commands.h"
+#include "tools/commands/file_reports.h"
 #include "tools/file.h"
 #include "tools/images/heat_map.h"
+#include "tools/images/image_sink.h"
 #include "tools/interrupt.h"
 #include "tools/output_file.h"
+#include "tools/printable.h"
 #include "tools/progress.h"
 #include "tools/reader/pixel_reader.h"
 #include "tools/verify/file_differences.h"
@@ -19,8 +21,6 @@
 namespace iocache::tools {
 
 namespace {
-
-using json = nlohmann::ordered_json;
 
 struct diff_options {
     std::string one;
@@ -85,10 +85,18 @@ void print_text(const diff_result& result)
                    result.pixels.first());
     }
     for (const header_difference& one : result.header) {
-        fmt::print("header: {}: {} against {}\n", one.field, one.one, one.other);
+        fmt::print("header: {}: {} against {}\n", one.field, printable(one.one), printable(one.other));
     }
     for (const std::string& region : result.regions) fmt::print("region: {} differs\n", region);
     fmt::print("{}\n", result.is_same() ? "same" : "different");
+}
+
+void print_failure(const diff_options& options, const failure& problem)
+{
+    json all;
+    all["files"] = {options.one, options.other};
+    describe_failure(all, problem);
+    fmt::print("{}\n", text_of(all));
 }
 
 void print_json(const diff_options& options, const diff_result& result)
@@ -104,41 +112,68 @@ void print_json(const diff_options& options, const diff_result& result)
     for (const header_difference& one : result.header)
         all["header"].push_back({{"field", one.field}, {"values", {one.one, one.other}}});
     all["regions"] = result.regions;
-    fmt::print("{}\n", all.dump(2, ' ', false, json::error_handler_t::replace));
+    fmt::print("{}\n", text_of(all));
 }
 
-exit_code run_diff(const diff_options& options)
+// `heat` takes where pixels differ, if there are any to compare.
+diff_result compare_files(const diff_options& options, std::optional<heat_map>& heat)
 {
     const canvas_file one(options.one);
     const canvas_file other(options.other);
     const pixel_reader mine(one);
     const pixel_reader its(other);
-    std::optional<output_file> output;
-    if (!options.heat_map.empty()) {
-        refuse_same_file(options.one, options.heat_map);
-        refuse_same_file(options.other, options.heat_map);
-        output.emplace(options.heat_map, true);
-    }
     diff_result result;
     result.part = common_part(mine.map().bounds, its.map().bounds);
     result.comparable = mine.map().kind == its.map().kind && result.part.pixels() > 0;
     result.same_shape = mine.map().bounds == its.map().bounds;
-    heat_map heat(result.comparable ? result.part : rectangle{0, 0, 1, 1});
-    if (output) result.pixels.on_difference([&](std::int64_t x, std::int64_t y) { heat.add(x, y); });
-    if (result.comparable) compare_pixels(mine, its, result.part, result.pixels);
+    if (result.comparable) {
+        heat.emplace(result.part);
+        if (!options.heat_map.empty())
+            result.pixels.on_difference([&](std::int64_t x, std::int64_t y) { heat->add(x, y); });
+        compare_pixels(mine, its, result.part, result.pixels);
+    }
     if (!options.pixels_only) {
         result.header = header_differences(one, other);
         result.regions = region_differences(one, other);
     }
-    if (output && result.comparable) {
-        output->made();
-        heat.write(output->working_path());
-        output->commit();
+    return result;
+}
+
+// A script that asked for JSON gets an object also when there is nothing to compare.
+diff_result compare_or_tell(const diff_options& options, std::optional<heat_map>& heat)
+{
+    try {
+        return compare_files(options, heat);
+    } catch (const failure& problem) {
+        if (options.as_json) print_failure(options, problem);
+        throw;
     }
+}
+
+std::optional<output_file> heat_map_file(const diff_options& options)
+{
+    if (options.heat_map.empty()) return std::nullopt;
+    refuse_same_file(options.one, options.heat_map);
+    refuse_same_file(options.other, options.heat_map);
+    refuse_unless_png(options.heat_map);
+    return std::optional<output_file>(std::in_place, options.heat_map, true);
+}
+
+exit_code run_diff(const diff_options& options)
+{
+    std::optional<output_file> output = heat_map_file(options);
+    std::optional<heat_map> heat;
+    const diff_result result = compare_or_tell(options, heat);
     if (options.as_json) {
         print_json(options, result);
     } else {
         print_text(result);
+    }
+    // Last: what is known by now is told also when there is no room for the image.
+    if (output && heat) {
+        output->made();
+        heat->write(output->working_path());
+        output->commit();
     }
     return result.is_same() ? exit_code::done : exit_code::different;
 }
@@ -153,7 +188,7 @@ void add_diff(CLI::App& app, action& chosen)
     command->add_option("CANVAS", options->one, "A canvas")->required();
     command->add_option("OTHER", options->other, "Another")->required();
     command->add_flag("--pixels", options->pixels_only, "Leave headers, icons, reduced images and blocks out");
-    command->add_flag("--json", options->as_json, "Print a JSON object");
+    command->add_flag("--json", options->as_json, "Print a JSON object, also when a file cannot be read");
     command->add_option("--heat-map", options->heat_map, "Show where pixels differ; an older image is replaced")
         ->type_name("OUT.png");
     command->callback([options, &chosen] { chosen = [options] { return run_diff(*options); }; });

@@ -2,6 +2,7 @@
 // or a PNG that shows what it looks like.
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -26,7 +27,7 @@ enum class image_format { tiff, png };
 struct export_options {
     std::string canvas;
     std::string image;
-    std::vector<rectangle> region;  // one or none
+    std::optional<rectangle> region;
     tiff_compression compression = tiff_compression::none;
     bool force = false;
     colour_options colour;
@@ -157,6 +158,9 @@ exit_code run_export(const export_options& options)
 {
     statistics costs(options.run.statistics);
     const image_format format = format_of(options.image);
+    if (format == image_format::png && options.compression != tiff_compression::none) {
+        throw CLI::ValidationError("--compress", "is for TIFF only: " + options.image);
+    }
     refuse_same_file(options.canvas, options.image);
     output_file output(options.image, options.force);
     const session running(options.run.session);
@@ -184,11 +188,11 @@ void add_export(CLI::App& app, action& chosen)
         app.add_subcommand("export", "Write a canvas as TIFF (every byte of it) or as PNG (a proof in sRGB)");
     command->add_option("CANVAS", options->canvas, "The canvas")->required();
     command->add_option("IMAGE", options->image, "The image to make; .tif, .tiff or .png")->required();
-    add_rectangles(*command, "--region", options->region, "Export this part of the canvas only");
-    const std::map<std::string, tiff_compression> names{
-        {"none", tiff_compression::none}, {"lzw", tiff_compression::lzw}, {"deflate", tiff_compression::deflate}};
-    command->add_option("--compress", options->compression, "Compression of a TIFF: none (default), lzw or deflate")
-        ->transform(CLI::CheckedTransformer(names).description(""))
+    add_region(*command, options->region, "Export this part of the canvas only");
+    add_choice<tiff_compression>(
+        *command, "--compress", options->compression,
+        {{"none", tiff_compression::none}, {"lzw", tiff_compression::lzw}, {"deflate", tiff_compression::deflate}},
+        "Compression of a TIFF: none (default), lzw or deflate")
         ->type_name("HOW");
     command->add_flag("--force", options->force, "Replace an existing file");
     options->colour.add_to(*command);

@@ -2,16 +2,15 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/file_reports.h"
+#include "tools/printable.h"
 #include "tools/reader/canvas_file.h"
 
 namespace iocache::tools {
 
 namespace {
-
-using json = nlohmann::ordered_json;
 
 struct info_options {
     std::vector<std::string> canvases;
@@ -80,6 +79,7 @@ void print_map(const canvas_file& file)
 void print_text(const canvas_file& file, const json& all, bool with_tiles)
 {
     const auto text = [&](const char* key) { return all[key].get<std::string>(); };
+    const auto header_text = [&](const char* key) { return text(key).empty() ? "unknown" : printable(text(key)); };
     const auto number = [&](const char* group, const char* key) { return all[group][key].get<std::int64_t>(); };
     const cv_header& header = file.header();
     const bool sound = all["problems"].empty();
@@ -89,7 +89,8 @@ void print_text(const canvas_file& file, const json& all, bool with_tiles)
                header.y_offset);
     fmt::print("  {} bytes, version {}, {}\n", file.bytes(), header.version_filetype,
                header.dirty != 0 ? "dirty: it was not closed" : "closed cleanly");
-    fmt::print("  made {} by {} on {}, {}\n", text("date"), text("user"), text("machine"), text("host"));
+    fmt::print("  made {} by {} on {}, {}\n", header_text("date"), header_text("user"), header_text("machine"),
+               header_text("host"));
     fmt::print("  tiles of {} x {} pixels, {} bytes each: {} across, {} down, {} slots in use\n", header.tile_width,
                header.tile_height, header.tile_bytes, number("tiles", "across"), number("tiles", "down"),
                header.tiles_written);
@@ -105,33 +106,26 @@ void print_text(const canvas_file& file, const json& all, bool with_tiles)
     for (const json& problem : all["problems"]) fmt::print("  problem: {}\n", problem.get<std::string>());
 }
 
+exit_code show_file(const std::string& path, const info_options& options, json& report)
+{
+    const canvas_file file(path);
+    report = describe(file, options.tiles && options.as_json);
+    const bool is_damaged = !report["problems"].empty();
+    if (is_damaged) {
+        fmt::print(stderr, "iocache: {}: the canvas is damaged: {}\n", path,
+                   report["problems"].front().get<std::string>());
+    }
+    if (!options.as_json) print_text(file, report, options.tiles);
+    return is_damaged ? exit_code::unsupported : exit_code::done;
+}
+
 exit_code run_info(const info_options& options)
 {
-    exit_code worst = exit_code::done;
-    json everything = json::array();
+    file_reports reports(options.as_json);
     for (const std::string& path : options.canvases) {
-        try {
-            const canvas_file file(path);
-            json all = describe(file, options.tiles && options.as_json);
-            if (!all["problems"].empty()) {
-                worst = std::max(worst, exit_code::unsupported);
-                fmt::print(stderr, "iocache: {}: the canvas is damaged: {}\n", path,
-                           all["problems"].front().get<std::string>());
-            }
-            if (options.as_json) {
-                everything.push_back(std::move(all));
-            } else {
-                print_text(file, all, options.tiles);
-            }
-        } catch (const failure& problem) {
-            // The others are still worth showing.
-            fmt::print(stderr, "iocache: {}\n", problem.what());
-            worst = std::max(worst, problem.code());
-        }
+        reports.add(path, [&](json& report) { return show_file(path, options, report); });
     }
-    // Names and texts of a file need not be UTF-8; what is not is replaced.
-    if (options.as_json) { fmt::print("{}\n", everything.dump(2, ' ', false, json::error_handler_t::replace)); }
-    return worst;
+    return reports.finish();
 }
 
 }  // namespace
@@ -142,7 +136,8 @@ void add_info(CLI::App& app, action& chosen)
     CLI::App* const command =
         app.add_subcommand("info", "Show the header, the regions and the occupied tiles of canvas files");
     command->add_option("CANVAS", options->canvases, "The canvas files; they are only read")->required();
-    command->add_flag("--json", options->as_json, "Print a JSON array with one object for each file");
+    command->add_flag("--json", options->as_json,
+                      "Print a JSON array with one object for each file, also for one that cannot be read");
     command->add_flag("--tiles", options->tiles, "Show which tiles are occupied; in JSON the slot of each tile");
     command->callback([options, &chosen] { chosen = [options] { return run_info(*options); }; });
 }

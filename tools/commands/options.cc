@@ -1,8 +1,8 @@
 // How the shared options are spelt.
 #include "tools/commands/options.h"
 
+#include <functional>
 #include <limits>
-#include <map>
 
 #include <fmt/format.h>
 
@@ -30,6 +30,23 @@ std::int64_t parse_size(std::string text)
     return static_cast<std::int64_t>(bytes);
 }
 
+rectangle rectangle_of(const std::string& option, const std::string& text)
+{
+    try {
+        return parse_rectangle(text);
+    } catch (const std::invalid_argument& problem) {
+        throw CLI::ValidationError(option, problem.what());
+    }
+}
+
+void add_rectangle_option(CLI::App& command, const std::string& name, const std::string& help,
+                          const std::function<void(const std::vector<std::string>&)>& take)
+{
+    command.add_option_function<std::vector<std::string>>(name, take, help)
+        ->allow_extra_args(false)
+        ->type_name("X,Y,W,H");
+}
+
 }  // namespace
 
 void run_options::add_to(CLI::App& command)
@@ -54,56 +71,50 @@ void run_options::add_session_to(CLI::App& command)
 void colour_options::add_to(CLI::App& command)
 {
     command.add_option("--profile", profile, "CMYK profile of the canvas")->type_name("P.icc")->capture_default_str();
-    const std::map<std::string, rendering_intent> names{{"perceptual", rendering_intent::perceptual},
-                                                        {"relative", rendering_intent::relative},
-                                                        {"saturation", rendering_intent::saturation},
-                                                        {"absolute", rendering_intent::absolute}};
-    command
-        .add_option("--intent", intent,
-                    "Rendering intent: perceptual (default), relative (with black point compensation), saturation "
-                    "or absolute")
-        ->transform(CLI::CheckedTransformer(names).description(""))
+    add_choice<rendering_intent>(
+        command, "--intent", intent,
+        {{"perceptual", rendering_intent::perceptual},
+         {"relative", rendering_intent::relative},
+         {"saturation", rendering_intent::saturation},
+         {"absolute", rendering_intent::absolute}},
+        "Rendering intent: perceptual (default), relative (with black point compensation), saturation or absolute")
         ->type_name("INTENT");
 }
 
 void reading_options::add_to(CLI::App& command)
 {
-    const std::map<std::string, cmyk_polarity> names{
-        {"auto", cmyk_polarity::automatic}, {"ink", cmyk_polarity::ink}, {"inverted", cmyk_polarity::inverted}};
-    command
-        .add_option("--cmyk-jpeg", polarity,
-                    "What the numbers of a CMYK JPEG mean: ink, inverted, or auto (default): inverted when the file "
-                    "carries Adobe's mark")
-        ->transform(CLI::CheckedTransformer(names).description(""))
+    add_choice<cmyk_polarity>(
+        command, "--cmyk-jpeg", polarity,
+        {{"auto", cmyk_polarity::automatic}, {"ink", cmyk_polarity::ink}, {"inverted", cmyk_polarity::inverted}},
+        "What the numbers of a CMYK JPEG mean: ink, inverted, or auto (default): inverted when the file carries "
+        "Adobe's mark")
         ->type_name("MEANING");
 }
 
-CLI::Option* add_rectangles(CLI::App& command, const std::string& name, std::vector<rectangle>& target,
-                            const std::string& help)
+void add_rectangles(CLI::App& command, const std::string& name, std::vector<rectangle>& target, const std::string& help)
 {
-    const auto take = [&target, name](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) {
-            try {
-                target.push_back(parse_rectangle(text));
-            } catch (const std::invalid_argument& problem) {
-                throw CLI::ValidationError(name, problem.what());
-            }
-        }
-    };
-    return command.add_option_function<std::vector<std::string>>(name, take, help)
-        ->allow_extra_args(false)
-        ->type_name("X,Y,W,H");
+    add_rectangle_option(command, name, help, [&target, name](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) target.push_back(rectangle_of(name, text));
+    });
 }
 
-rectangle chosen_part(const std::vector<rectangle>& region, const rectangle& bounds)
+void add_region(CLI::App& command, std::optional<rectangle>& target, const std::string& help)
 {
-    if (region.empty()) return bounds;
-    const rectangle part = region.back();
-    if (!bounds.contains(part)) {
+    const std::string name = "--region";
+    add_rectangle_option(command, name, help, [&target, name](const std::vector<std::string>& texts) {
+        if (texts.size() > 1) throw CLI::ValidationError(name, "may be given once only");
+        target = rectangle_of(name, texts.front());
+    });
+}
+
+rectangle chosen_part(const std::optional<rectangle>& region, const rectangle& bounds)
+{
+    if (!region) return bounds;
+    if (!bounds.contains(*region)) {
         throw CLI::ValidationError("--region", fmt::format("lies outside the canvas, which is {},{},{},{}", bounds.x,
                                                            bounds.y, bounds.width, bounds.height));
     }
-    return part;
+    return *region;
 }
 
 }  // namespace iocache::tools

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include "tools/canvas/session.h"
 #include "tools/colour/profile.h"
@@ -39,11 +42,32 @@ struct reading_options {
     void add_to(CLI::App& command);
 };
 
-// Adds an option that takes X,Y,W,H and may be given several times.
-CLI::Option* add_rectangles(CLI::App& command, const std::string& name, std::vector<rectangle>& target,
-                            const std::string& help);
+// Adds an option that takes one of these words.
+template <class Value>
+CLI::Option* add_choice(CLI::App& command, const std::string& name, Value& target,
+                        const std::vector<std::pair<std::string, Value>>& choices, const std::string& help)
+{
+    const auto take = [name, &target, choices](const std::string& text) {
+        std::vector<std::string> words;
+        for (const auto& [word, value] : choices) {
+            words.push_back(word);
+            if (word != text) continue;
+            target = value;
+            return;
+        }
+        throw CLI::ValidationError(name, fmt::format("'{}' is none of {}", text, fmt::join(words, ", ")));
+    };
+    return command.add_option_function<std::string>(name, take, help);
+}
 
-// The part given last, or all of the canvas. Throws CLI::ValidationError for one that lies outside.
-[[nodiscard]] rectangle chosen_part(const std::vector<rectangle>& region, const rectangle& bounds);
+// --region, which may be given once.
+void add_region(CLI::App& command, std::optional<rectangle>& target, const std::string& help);
+
+// Adds an option that takes X,Y,W,H and may be given several times.
+void add_rectangles(CLI::App& command, const std::string& name, std::vector<rectangle>& target,
+                    const std::string& help);
+
+// The part given, or all of the canvas. Throws CLI::ValidationError for one that lies outside.
+[[nodiscard]] rectangle chosen_part(const std::optional<rectangle>& region, const rectangle& bounds);
 
 }  // namespace iocache::tools

@@ -22,9 +22,9 @@ struct preview_options {
     std::string canvas;
     std::string image;
     bool icon = false;
-    bool reduced = false;           // also what is shown when nothing is chosen
-    std::int32_t level = -1;        // none
-    std::vector<rectangle> region;  // one or none
+    bool reduced = false;     // also what is shown when nothing is chosen
+    std::int32_t level = -1;  // none
+    std::optional<rectangle> region;
     bool keep_alpha = false;
     bool force = false;
     colour_options colour;
@@ -115,7 +115,7 @@ void show(const open_canvas& canvas, const preview_options& options, screen_writ
         screen.start(block.place);
         screen.write(block);
     };
-    const bool by_pixels = options.level >= 0 || !options.region.empty();
+    const bool by_pixels = options.level >= 0 || options.region.has_value();
     if (options.icon) return show_block(stored_icon(canvas));
     if (!by_pixels && has_stored_image(canvas)) return show_block(stored_image(canvas));
 
@@ -162,7 +162,7 @@ void add_preview(CLI::App& app, action& chosen)
     view->add_option("--level", options->level, "Every 2^N-th pixel of every 2^N-th row of the canvas")
         ->check(CLI::Range(0, highest_level))
         ->type_name("N");
-    add_rectangles(*view, "--region", options->region, "All pixels of this part of the canvas");
+    add_region(*view, options->region, "All pixels of this part of the canvas");
     command->add_flag("--alpha", options->keep_alpha, "Keep the alpha instead of showing it on a checkerboard");
     command->add_flag("--force", options->force, "Replace an existing file");
     options->colour.add_to(*command);

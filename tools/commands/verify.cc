@@ -2,16 +2,14 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "tools/commands/commands.h"
+#include "tools/commands/file_reports.h"
 #include "tools/verify/checks.h"
 
 namespace iocache::tools {
 
 namespace {
-
-using json = nlohmann::ordered_json;
 
 struct verify_options {
     std::vector<std::string> canvases;
@@ -49,28 +47,25 @@ void print_text(const std::string& path, const std::vector<finding>& findings)
     }
 }
 
+exit_code verify_file(const std::string& path, const verify_options& options, json& report)
+{
+    const canvas_file file(path);
+    const std::vector<finding> findings = verify(file, options.full ? depth::full : depth::quick);
+    if (options.as_json) {
+        report = as_json(path, findings);
+    } else {
+        print_text(path, findings);
+    }
+    return has_damage(findings) ? exit_code::different : exit_code::done;
+}
+
 exit_code run_verify(const verify_options& options)
 {
-    exit_code worst = exit_code::done;
-    json everything = json::array();
+    file_reports reports(options.as_json);
     for (const std::string& path : options.canvases) {
-        try {
-            const canvas_file file(path);
-            const std::vector<finding> findings = verify(file, options.full ? depth::full : depth::quick);
-            if (has_damage(findings)) worst = std::max(worst, exit_code::different);
-            if (options.as_json) {
-                everything.push_back(as_json(path, findings));
-            } else {
-                print_text(path, findings);
-            }
-        } catch (const failure& problem) {
-            // The others are still worth looking at.
-            fmt::print(stderr, "iocache: {}\n", problem.what());
-            worst = std::max(worst, problem.code());
-        }
+        reports.add(path, [&](json& report) { return verify_file(path, options, report); });
     }
-    if (options.as_json) fmt::print("{}\n", everything.dump(2, ' ', false, json::error_handler_t::replace));
-    return worst;
+    return reports.finish();
 }
 
 }  // namespace
@@ -83,7 +78,8 @@ void add_verify(CLI::App& app, action& chosen)
     CLI::Option* const quick =
         command->add_flag("--quick", options->quick, "Header, layout, length and the whole tile table (default)");
     command->add_flag("--full", options->full, "Every tile too: reduced image, icon and margins")->excludes(quick);
-    command->add_flag("--json", options->as_json, "Print a JSON array with one object for each file");
+    command->add_flag("--json", options->as_json,
+                      "Print a JSON array with one object for each file, also for one that cannot be read");
     command->callback([options, &chosen] { chosen = [options] { return run_verify(*options); }; });
 }
 

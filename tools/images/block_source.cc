@@ -20,7 +20,7 @@ class block_source final : public image_source {
 public:
     block_source(std::string path, const convert::block_image& image)
         : path_(std::move(path)),
-          file_(open_stream(path_, "rbe")),
+          file_(open_input(path_)),
           image_(image)
     {
         description_.width = image.x_max + 1;

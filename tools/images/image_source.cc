@@ -4,23 +4,25 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
-#include <span>
 
 #include <fmt/format.h>
 
 #include "tools/failure.h"
 #include "tools/file.h"
+#include "tools/images/signature.h"
 
 namespace iocache::tools {
 
 namespace {
 
-using signature = std::array<std::uint8_t, 8>;
-
-bool starts_with(const signature& file, std::initializer_list<std::uint8_t> bytes)
+image_sort sort_of_file(const std::string& path)
 {
-    return std::equal(bytes.begin(), bytes.end(), file.begin());
+    std::array<std::uint8_t, signature_bytes> bytes{};
+    const file_stream file = open_input(path);
+    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) == 0 && std::ferror(file.get()) != 0) {
+        throw system_failure(path, "cannot read");
+    }
+    return sort_of(bytes);
 }
 
 }  // namespace
@@ -47,20 +49,15 @@ void set_size(image_description& description, const std::string& path, std::uint
 
 std::unique_ptr<image_source> open_image(const std::string& path, const open_image_options& options)
 {
-    signature bytes{};
-    {
-        const file_stream file = open_stream(path, "rbe");
-        // A shorter file leaves zeros, which no signature ends in.
-        if (std::fread(bytes.data(), 1, bytes.size(), file.get()) == 0 && std::ferror(file.get()) != 0) {
-            throw system_failure(path, "cannot read");
-        }
-    }
-    if (starts_with(bytes, {0xFF, 0xD8, 0xFF})) return open_jpeg(path, options);
-    if (starts_with(bytes, {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'})) return open_png(path, options);
-    // Classic TIFF is 42, BigTIFF 43, in the byte order that the first two letters name.
-    if (starts_with(bytes, {'I', 'I', 42, 0}) || starts_with(bytes, {'I', 'I', 43, 0}) ||
-        starts_with(bytes, {'M', 'M', 0, 42}) || starts_with(bytes, {'M', 'M', 0, 43})) {
-        return open_tiff(path);
+    switch (sort_of_file(path)) {
+        case image_sort::jpeg:
+            return open_jpeg(path, options);
+        case image_sort::png:
+            return open_png(path, options);
+        case image_sort::tiff:
+            return open_tiff(path);
+        case image_sort::none:
+            break;
     }
     if (auto blocks = open_block_file(path)) return blocks;
     throw failure(exit_code::unsupported, path + ": not a TIFF, JPEG or PNG image, and no old file in blocks");

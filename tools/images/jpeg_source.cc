@@ -29,9 +29,7 @@ constexpr std::string_view exif_name{"Exif\0\0", 6};
 
 class jpeg_source final : public image_source {
 public:
-    jpeg_source(const std::string& path, const open_image_options& options)
-        : path_(path),
-          file_(open_stream(path, "rbe"))
+    jpeg_source(const std::string& path, const open_image_options& options) : path_(path), file_(open_input(path))
     {
         decoder_.err = failure_.install();
         failure_.guard(path_, [this] { jpeg_create_decompress(&decoder_); });

@@ -29,8 +29,7 @@ void refuse_unless_png(const std::string& path)
     if (!std::filesystem::exists(path, problem)) return;
     constexpr std::size_t signature_bytes = 8;
     std::array<std::uint8_t, signature_bytes> begin{};
-    const bool is_file = std::filesystem::is_regular_file(path, problem);
-    if (is_file && std::fread(begin.data(), begin.size(), 1, open_stream(path, "rbe").get()) == 1 &&
+    if (std::fread(begin.data(), begin.size(), 1, open_input(path).get()) == 1 &&
         png_sig_cmp(begin.data(), 0, begin.size()) == 0)
         return;
     throw failure(exit_code::usage, path + ": is there already, and is no PNG; it is left alone");
@@ -43,7 +42,7 @@ struct png_sink::writer {
     png_structp png = nullptr;
     png_infop info = nullptr;
 
-    explicit writer(const std::string& where) : path(where), file(open_stream(where, "wbe"))
+    explicit writer(const std::string& where) : path(where), file(create_stream(where))
     {
         png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &failure_reports, png_failure::leave, png_failure::ignore);
         if (png == nullptr) throw std::bad_alloc();

@@ -24,7 +24,7 @@ public:
     png_source(const std::string& path, const open_image_options& options)
         : path_(path),
           scratch_folder_(options.scratch_folder),
-          file_(open_stream(path, "rbe"))
+          file_(open_input(path))
     {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, &failure_, png_failure::leave, png_failure::ignore);
         if (png_ == nullptr) throw std::bad_alloc();

@@ -55,7 +55,8 @@ tiff_file tiff_file::create(const std::string& path, bool big)
 
 failure tiff_file::last_failure() const
 {
-    return {exit_code::not_readable, state_->path + ": " + (state_->text.empty() ? "libtiff failed" : state_->text)};
+    const exit_code code = is_no_room(state_->write_error) ? exit_code::no_room : exit_code::not_readable;
+    return {code, state_->path + ": " + (state_->text.empty() ? "libtiff failed" : state_->text)};
 }
 
 void tiff_file::forget_pages()
@@ -97,7 +98,8 @@ tmsize_t tiff_file::write(thandle_t client, void* buffer, tmsize_t bytes)
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) {
             // libtiff only says that it failed; this is why.
-            self.text = std::error_code(errno, std::generic_category()).message();
+            self.write_error = errno;
+            self.text = std::error_code(self.write_error, std::generic_category()).message();
             return -1;
         }
         done += count;

@@ -45,7 +45,8 @@ private:
         file_descriptor file;
         void* mapped = nullptr;
         std::size_t mapped_bytes = 0;
-        std::string text;  // the last failure
+        std::string text;     // the last failure
+        int write_error = 0;  // errno of the last write that failed
     };
     struct closer {
         void operator()(TIFF* handle) const { TIFFClose(handle); }

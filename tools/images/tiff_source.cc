@@ -222,6 +222,9 @@ private:
 std::unique_ptr<image_source> open_tiff(const std::string& path)
 {
     tiff_file file = tiff_file::open(path);
+    if (TIFFLastDirectory(file.handle()) == 0) {
+        fmt::print(stderr, "iocache: {}: the file holds several images; only the first is taken\n", path);
+    }
     image_description description;
     const tiff_layout layout = read_tiff_layout(file, path, description);
     if (layout.tiled) { return std::make_unique<tile_source>(std::move(file), path, layout, std::move(description)); }

@@ -19,9 +19,7 @@ constexpr std::size_t piece_bytes = std::size_t{4} << 20;
 
 failure cannot_copy(const std::string& from, const std::string& to)
 {
-    if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG) {
-        return {exit_code::no_room, from + ": would not fit: the disk is full"};
-    }
+    if (is_no_room(errno)) { return {exit_code::no_room, from + ": would not fit: the disk is full"}; }
     return system_failure(to, "cannot copy");
 }
 

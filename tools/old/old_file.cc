@@ -13,6 +13,7 @@
 #include "iocache/canvas/file_layout.h"
 #include "tools/failure.h"
 #include "tools/file.h"
+#include "tools/images/signature.h"
 #include "tools/reader/canvas_file.h"
 
 namespace iocache::tools {
@@ -111,6 +112,21 @@ convert::block_image read_block_image(const file_descriptor& file, const std::st
     return plausible_image(header, file_bytes(file, path), path);
 }
 
+// Whoever brings an image is helped by hearing of the other command, not of what its length ought to be.
+convert::block_image read_block_image_or_tell(const file_descriptor& file, const std::string& path)
+{
+    try {
+        return read_block_image(file, path);
+    } catch (const failure&) {
+        std::array<std::uint8_t, signature_bytes> begin{};
+        read_at(file, path, 0, begin);
+        const image_sort sort = sort_of(begin);
+        if (sort == image_sort::none) throw;
+        throw no_old_file(path,
+                          fmt::format("it is a {} image, of which `iocache import` makes a canvas", name_of(sort)));
+    }
+}
+
 }  // namespace
 
 std::string old_file::text() const
@@ -127,7 +143,7 @@ old_file recognise(const std::string& path)
 {
     const file_descriptor file = open_ordinary(path);
     if (has_magic_number(file, path)) return describe_canvas(path);
-    const convert::block_image image = read_block_image(file, path);
+    const convert::block_image image = read_block_image_or_tell(file, path);
     old_file found;
     found.format = file_format::block;
     found.kind = image.is_picture ? canvas_kind::picture : canvas_kind::mask;
