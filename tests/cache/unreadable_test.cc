@@ -1,8 +1,6 @@
 // A tile that cannot be read: the request fails, the host is stopped, and the cache process ends.
 #include <cstdarg>
 #include <cstdio>
-#include <filesystem>
-#include <utility>
 
 #include <unistd.h>
 
@@ -61,19 +59,6 @@ TEST_P(unreadable_tile, fails_the_request_and_stops_the_host)
     EXPECT_EQ(host().kills(), 1);
     EXPECT_EQ(parg.req[0].tile, nullptr);
     EXPECT_EQ(parg.req[0].pixel, nullptr);
-}
-
-// The host is stopped by the cache process, and a host that leaves in a hurry does so there.
-TEST_P(unreadable_tile, host_may_leave_when_it_is_stopped)
-{
-    if (GetParam() == mode::in_line) GTEST_SKIP() << "there is no cache process";
-    const std::string arena = cv_tile_sema_file;
-    const auto kept = std::exchange(cv_killer, cv_master_exit_quit);
-    fill_slot(0, mask, first_pixel_of(1));
-    ask_for_it(opcode::one_slot);
-    cv_killer = kept;
-    EXPECT_FALSE(std::filesystem::exists(arena));
-    EXPECT_EQ(cv_tile_access_exit_flag, 1);
 }
 
 TEST_P(unreadable_tile, of_a_single_slot_is_told_on_standard_output)

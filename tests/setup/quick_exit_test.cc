@@ -1,5 +1,10 @@
 // The quick way out: the cache process ends and the arena goes, and that is all.
+#include <atomic>
+#include <chrono>
+#include <filesystem>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/setup/left_records.h"
@@ -60,6 +65,37 @@ TEST_P(quick_exit, removes_the_arena_file_and_closes_it)
     cv_master_exit_quit();
     EXPECT_FALSE(exists(name));
     EXPECT_FALSE(is_open(descriptor));
+}
+
+std::atomic<bool> host_has_left{false};
+void leave_in_a_hurry()
+{
+    cv_master_exit_quit();
+    host_has_left = true;
+}
+
+// A tile that cannot be read stops the host, in the cache process. A host that leaves there must not take away what its
+// own thread still waits in.
+TEST_P(quick_exit, may_be_taken_in_the_cache_process)
+{
+    if (GetParam() == mode::in_line) GTEST_SKIP() << "there is no cache process";
+    start_for_a_quick_exit();
+    const std::string arena = cv_tile_sema_file;
+    const int32_t canvas = changed_picture("picture");
+    ASSERT_EQ(cv_flush_tiles(canvas), 0);
+    std::filesystem::resize_file(path("picture"), static_cast<uintmax_t>(canvastable[canvas]->header->tiles_offset));
+    const auto kept = std::exchange(cv_killer, leave_in_a_hurry);
+    testing::internal::CaptureStdout();
+    std::vector<uint8_t> colour(4);
+    std::vector<uint8_t> alpha(1);
+    EXPECT_EQ(cv_getline(canvas, colour.data(), alpha.data(), 0, 0, 0), -255);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!host_has_left && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    testing::internal::GetCapturedStdout();
+    cv_killer = kept;
+    EXPECT_TRUE(host_has_left);
+    EXPECT_FALSE(exists(arena));
+    EXPECT_NE(cv_tile_access_barrier, nullptr) << "the thread that asked may still be on its way out";
 }
 
 TEST_P(quick_exit, does_not_ask_the_switch)
