@@ -51,6 +51,20 @@ TEST_P(cleared_tiles, of_a_single_slot_are_zeros)
     let_go(parg.req[2].tile);
 }
 
+// A host that rings and meets the cache process by itself clears nothing.
+TEST_P(cleared_tiles, of_a_host_that_rings_by_itself_are_zeros)
+{
+    if (GetParam() == mode::in_line) GTEST_SKIP() << "there is nobody to ring for";
+    start_with_used_zones(1);
+    const int32_t picture = new_picture("picture", 800, 256);
+    fill_slot(0, picture, first_pixel_of(1));
+    parg.opcode = opcode::one_slot;
+    usvsema(cv_tile_access_sema);
+    ASSERT_EQ(barrier(cv_tile_access_barrier, 2), 0);
+    EXPECT_EQ(in_slot(0), tile_of(picture, 0));
+    let_go(parg.req[0].tile);
+}
+
 TEST_P(cleared_tiles, leave_what_a_later_slot_read_into_their_memory)
 {
     start_with_used_zones(1);

@@ -94,6 +94,28 @@ TEST_P(failed_write, of_half_a_tile_leaves_nothing_of_it_where_table_and_header_
     EXPECT_EQ(file("picture").contents().size(), static_cast<size_t>(tiles_start));
 }
 
+// Then the file is as good as lost; who looks for the reason finds it in the log.
+TEST_P(failed_write, of_half_a_tile_whose_file_has_gone_is_in_the_log)
+{
+    const file_size_limit half(static_cast<size_t>(tiles_start + picture_tile_bytes / 2));
+    testing::internal::CaptureStdout();
+    EXPECT_NE(cv_flush_tiles(picture), 0);
+    testing::internal::GetCapturedStdout();
+    bool is_taken_back = false;  // closing writes the table before the header when it takes the slot back
+    hooks::on_write = [&](int64_t position, size_t) {
+        if (position == table_start) is_taken_back = true;
+        if (position == 0 && is_taken_back) std::filesystem::remove(path("picture"));
+        return position == 0 || position == table_start;
+    };
+    testing::internal::CaptureStdout();
+    tq_logs = 1;
+    EXPECT_EQ(canvas_close(picture), 0);
+    tq_logs = 0;
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_NE(printed.find("Remains of unwritten tiles stay in " + path("picture") + "\n"), std::string::npos)
+        << printed;
+}
+
 TEST_P(failed_write, of_the_header_leaves_the_tile_clean_with_its_slot)
 {
     fail_writes_at(0);
