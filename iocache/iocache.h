@@ -413,7 +413,8 @@ IOCACHE_API int32_t canvas_new(const char* path, int32_t kind, int32_t x_min, in
 /** Fills the record's header buffer for a new file. Returns 0, or -255 for an unknown kind. */
 IOCACHE_API int32_t cv_create_header(cv_canvas* canvas);
 /** Opens a canvas file; it is kept at close. Returns its number, or a negative code with cv_errno 999120..999133,
- *  999134..999146 from a conversion, 999400 or 999930 and a message. A file that was not closed is repaired; an older format is converted. */
+ *  999134..999146 from a conversion, 999400 or 999930 and a message. A file that was not closed is repaired; an older
+ *  format is converted. */
 IOCACHE_API int32_t canvas_old(const char* path);
 /** The same as canvas_old. */
 IOCACHE_API int32_t canvas_old_io(const char* path);
@@ -622,8 +623,8 @@ IOCACHE_API int32_t cv_unlink_zoom(int32_t canvas);
  *  and a message; a finished file that cannot take the name gives -255 alone. */
 IOCACHE_API int32_t cv_convert_old_file(const char* path);
 /** Turns an open version-1 canvas into a current one. Returns the new canvas's number (the old one is closed), or
- *  -255: with cv_errno 999147 when the host has no new name, with that of the step that failed elsewhere; -256 as
- *  always. */
+ *  -255: with cv_errno 999147 when the host has no new name, otherwise with that of the step that failed,
+ *  if it has one; -256 when the new file cannot be opened again under the old name. */
 IOCACHE_API int32_t cv_transform_v1_to_v10(int32_t canvas);
 
 /* ==== Supplied by the host ======================================================================================= */

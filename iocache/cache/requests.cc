@@ -1,7 +1,7 @@
 // The client's side of a request: hits are served here, everything else is posted to the cache side and waited for.
 //
-// The two loops around a full disk differ, as hosts expect: a tile request runs the host's handler once before each attempt,
-// every other request runs it until there is room again and only then asks once more.
+// The two loops around a full disk differ, as hosts expect: a tile request runs the host's handler once before each
+// attempt, every other request runs it until there is room again and only then asks once more.
 
 #include <cstring>
 #include <span>

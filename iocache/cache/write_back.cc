@@ -69,8 +69,8 @@ int32_t mark_file_dirty(cv_canvas& canvas)
     return write_dirty_header(canvas);
 }
 
-// -255 when table or header cannot be written. The tile then counts as clean with a slot, as hosts expect: its changes reach
-// the file when it is changed again.
+// -255 when table or header cannot be written. The tile then counts as clean with a slot, as hosts expect: its changes
+// reach the file when it is changed again.
 int32_t append_slot(cv_tile& tile)
 {
     cv_canvas& canvas = *tile.canvas;

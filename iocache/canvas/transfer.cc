@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <mutex>
 #include <string>
 
 #include "iocache/canvas/canvas.h"

@@ -2,30 +2,13 @@
 #include "tools/images/image_source.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 #include <fmt/format.h>
 
 #include "tools/failure.h"
-#include "tools/file.h"
 #include "tools/images/signature.h"
 
 namespace iocache::tools {
-
-namespace {
-
-image_sort sort_of_file(const std::string& path)
-{
-    std::array<std::uint8_t, signature_bytes> bytes{};
-    const file_stream file = open_input(path);
-    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) == 0 && std::ferror(file.get()) != 0) {
-        throw system_failure(path, "cannot read");
-    }
-    return sort_of(bytes);
-}
-
-}  // namespace
 
 rectangle image_source::next_rows(std::int32_t first_row) const
 {

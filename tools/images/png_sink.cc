@@ -1,5 +1,4 @@
 // PNG files, written row by row.
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include "tools/file.h"
 #include "tools/images/image_sink.h"
 #include "tools/images/png_failure.h"
+#include "tools/images/signature.h"
 
 namespace iocache::tools {
 
@@ -27,11 +27,7 @@ void refuse_unless_png(const std::string& path)
 {
     std::error_code problem;
     if (!std::filesystem::exists(path, problem)) return;
-    constexpr std::size_t signature_bytes = 8;
-    std::array<std::uint8_t, signature_bytes> begin{};
-    if (std::fread(begin.data(), begin.size(), 1, open_input(path).get()) == 1 &&
-        png_sig_cmp(begin.data(), 0, begin.size()) == 0)
-        return;
+    if (sort_of_file(path) == image_sort::png) return;
     throw failure(exit_code::usage, path + ": is there already, and is no PNG; it is left alone");
 }
 

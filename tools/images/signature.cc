@@ -2,7 +2,11 @@
 #include "tools/images/signature.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <initializer_list>
+
+#include "tools/failure.h"
+#include "tools/file.h"
 
 namespace iocache::tools {
 
@@ -19,6 +23,15 @@ image_sort sort_of(const std::array<std::uint8_t, signature_bytes>& file)
         return image_sort::tiff;
     }
     return image_sort::none;
+}
+
+image_sort sort_of_file(const std::string& path)
+{
+    std::array<std::uint8_t, signature_bytes> bytes{};
+    const file_stream file = open_input(path);
+    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) == 0 && std::ferror(file.get()) != 0)
+        throw system_failure(path, "cannot read");
+    return sort_of(bytes);
 }
 
 const char* name_of(image_sort sort)

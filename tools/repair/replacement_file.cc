@@ -32,8 +32,7 @@ std::string without_links(const std::string& path)
 
 failure write_failure(const std::string& path)
 {
-    if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)
-        return {exit_code::no_room, path + ": would not fit: there is no room for a copy"};
+    if (is_no_room(errno)) return {exit_code::no_room, path + ": would not fit: there is no room for a copy"};
     return system_failure(path, "cannot write");
 }
 
